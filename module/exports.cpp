@@ -1,0 +1,130 @@
+// The nine entry points. Nothing thrown inside the module crosses them: every failure becomes
+// a small integer and a line in the runtime log.
+#include "module/exports.h"
+
+#include <memory>
+
+#include "framework/logging/runtime_log.hpp"
+#include "microsoftazure/ModuleMicrosoftAzure.hpp"
+#include "module/module_instance_adapter.hpp"
+
+namespace {
+
+using zentrova::monitoring_modules::framework::module::module_instance_adapter;
+
+constexpr int not_initialised = 3;
+constexpr int exception_escaped = 2;
+
+// The host serialises InitializeModule and CleanupModule against every other call, so the
+// slot itself needs no lock.
+std::unique_ptr<module_instance_adapter>
+    adapter;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+
+void log_failure(const char* operation, const char* reason) noexcept {
+    try {
+        if (adapter) {
+            adapter->log(std::string(operation) + " failed: " + reason);
+        }
+    } catch (
+        ...) {  // NOLINT(bugprone-empty-catch): the log itself failed; nothing else can be told
+    }
+}
+
+template <typename Call>
+int guarded(const char* operation, Call&& call) noexcept {
+    if (!adapter) {
+        return not_initialised;
+    }
+    try {
+        return call(*adapter);
+    } catch (const std::exception& e) {
+        log_failure(operation, e.what());
+    } catch (...) {
+        log_failure(operation, "an unknown exception");
+    }
+    return exception_escaped;
+}
+
+}  // namespace
+
+extern "C" {
+
+MICROSOFTAZURE_API int InitializeModule(void* host_context, void* host_context_extra,
+                                        host_message_callback callback) {
+    if (adapter) {
+        try {
+            adapter->log("InitializeModule called on already initialized module.");
+        } catch (...) {  // NOLINT(bugprone-empty-catch)
+        }
+        return 1;
+    }
+    try {
+        adapter = std::make_unique<module_instance_adapter>(
+            std::make_unique<zentrova::monitoring_modules::microsoftazure::ModuleMicrosoftAzure>(
+                host_context, host_context_extra, callback));
+        return 0;
+    } catch (const std::exception& e) {
+        try {
+            zentrova::monitoring_modules::framework::logging::runtime_log::from_environment()
+                ->write(zentrova::monitoring_modules::framework::logging::error,
+                        std::string("InitializeModule failed: ") + e.what());
+        } catch (...) {  // NOLINT(bugprone-empty-catch): no log to tell it to
+        }
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
+    }
+    return 1;
+}
+
+MICROSOFTAZURE_API int CleanupModule(void) {
+    std::unique_ptr<module_instance_adapter> released = std::move(adapter);
+    try {
+        released.reset();
+    } catch (
+        ...) {  // NOLINT(bugprone-empty-catch): destructors do not throw; this is belt and braces
+    }
+    return 0;
+}
+
+MICROSOFTAZURE_API int GetApiLevel(void) {
+    return 5;
+}
+
+MICROSOFTAZURE_API void GetModuleInformation(bool load_languages) {
+    guarded("GetModuleInformation", [load_languages](module_instance_adapter& a) {
+        a.get_module_information(load_languages);
+        return 0;
+    });
+}
+
+MICROSOFTAZURE_API int CreateSensorInstance(int sensor_id, const void* settings,
+                                            unsigned settings_size) {
+    return guarded("CreateSensorInstance", [&](module_instance_adapter& a) {
+        return a.create_sensor_instance(sensor_id, settings, settings_size);
+    });
+}
+
+MICROSOFTAZURE_API int DestroySensorInstance(int sensor_id) {
+    return guarded("DestroySensorInstance", [&](module_instance_adapter& a) {
+        return a.destroy_sensor_instance(sensor_id);
+    });
+}
+
+MICROSOFTAZURE_API int ExecuteCheck(int sensor_id, const void* settings, unsigned settings_size) {
+    return guarded("ExecuteCheck", [&](module_instance_adapter& a) {
+        return a.execute_check(sensor_id, settings, settings_size);
+    });
+}
+
+MICROSOFTAZURE_API int ExecuteMetaScan(int sensor_id, unsigned scan_id, const void* settings,
+                                       unsigned settings_size) {
+    return guarded("ExecuteMetaScan", [&](module_instance_adapter& a) {
+        return a.execute_meta_scan(sensor_id, scan_id, settings, settings_size);
+    });
+}
+
+MICROSOFTAZURE_API int ExecuteSensorScan(int sensor_id) {
+    return guarded("ExecuteSensorScan",
+                   [&](module_instance_adapter& a) { return a.execute_sensor_scan(sensor_id); });
+}
+
+}  // extern "C"

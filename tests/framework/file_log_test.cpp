@@ -1,0 +1,87 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "framework/logging/dev_null_log.hpp"
+#include "framework/logging/runtime_log.hpp"
+#include "framework/logging/sensor_log.hpp"
+#include "framework/module/log_registration.hpp"
+#include "framework/module/service_container.hpp"
+
+namespace zentrova::monitoring_modules::framework::logging {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::MatchesRegex;
+
+std::string read(const std::filesystem::path& path) {
+    std::ifstream in(path);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+class LogDirectory : public ::testing::Test {
+protected:
+    void SetUp() override {
+        dir_ = std::filesystem::temp_directory_path() /
+               ("log-test-" + std::to_string(::getpid()) + "-" +
+                ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::remove_all(dir_);
+        std::filesystem::create_directories(dir_);
+        ::setenv("MICROSOFTAZURE_LOG_DIR", dir_.c_str(), 1);
+    }
+    void TearDown() override {
+        ::unsetenv("MICROSOFTAZURE_LOG_DIR");
+        std::filesystem::remove_all(dir_);
+    }
+    std::filesystem::path dir_;
+};
+
+TEST_F(LogDirectory, RuntimeLinesGoToTheModuleLogWithTimeAndLevel) {
+    auto container = std::make_shared<module::service_container>();
+    module::register_runtime_log(container);
+    container->get<runtime_log>()->write(debug, "### Begin something ###");
+    EXPECT_THAT(
+        read(dir_ / "MicrosoftAzure.log"),
+        MatchesRegex(
+            "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}\\.[0-9]{3}Z \\[7\\] ### Begin something ###\n"));
+}
+
+TEST_F(LogDirectory, SensorLinesGoToTheirOwnFileOnlyWhenEnabled) {
+    auto container = std::make_shared<module::service_container>();
+    module::register_sensor_log(container);
+    const auto opener = container->get<sensor_log>();
+    opener->open(12, true)->write(error, "first line");
+    opener->open(12, true)->write(info, "second line");
+    const auto quiet = opener->open(13, false);
+    quiet->write(error, "never written");
+    EXPECT_FALSE(quiet->enabled());
+    EXPECT_THAT(read(dir_ / "sensor_12.log"), HasSubstr("[3] first line\n"));
+    EXPECT_THAT(read(dir_ / "sensor_12.log"), HasSubstr("[6] second line\n"));
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "sensor_13.log"));
+}
+
+TEST_F(LogDirectory, AMissingDirectoryIsReportedByName) {
+    ::setenv("MICROSOFTAZURE_LOG_DIR", (dir_ / "missing" / "deeper").c_str(), 1);
+    try {
+        runtime_log::from_environment();
+        FAIL();
+    } catch (const std::exception& e) {
+        EXPECT_THAT(e.what(), HasSubstr("missing/deeper/MicrosoftAzure.log"));
+        EXPECT_THAT(e.what(), HasSubstr("MICROSOFTAZURE_LOG_DIR"));
+    }
+}
+
+TEST(LogWithoutDirectory, GoesNowhere) {
+    ::unsetenv("MICROSOFTAZURE_LOG_DIR");
+    EXPECT_FALSE(runtime_log::from_environment()->enabled());
+    EXPECT_EQ(sensor_log::from_environment()->open(1, true), dev_null_log::get_singleton());
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::framework::logging

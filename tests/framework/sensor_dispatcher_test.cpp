@@ -1,0 +1,274 @@
+#include "framework/module/sensor_dispatcher.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <jsoncons/json.hpp>
+#include <thread>
+
+#include "framework/metascans/metascan_base.hpp"
+#include "framework/sensors/sensor_base.hpp"
+#include "tests/framework/capture.hpp"
+#include "tests/support/settings_buffer.hpp"
+
+namespace zentrova::monitoring_modules::framework {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+
+// The settings record of the test kinds: one required setting.
+struct probe_settings {
+    std::string target;
+    explicit probe_settings(const settings::sensor_data_wrapper& settings)
+        : target(settings.get_value("target")) {}
+};
+
+// A sensor that reports its target's length, declares one channel and stores one value; a
+// target of "fail" makes its scan throw after adding a value.
+class probe_sensor final : public sensors::sensor_base<probe_settings> {
+public:
+    probe_sensor(std::shared_ptr<module::service_container> container, int sensor_id,
+                 const settings::sensor_data_wrapper& settings)
+        : sensor_base(std::move(container), sensor_id, settings, "Probe", "1.2.3") {
+        channels::dynamic_channel_options options;
+        options.name = "length";
+        options.kind = channels::value_kind::floating_point;
+        declare_channel(0, options);
+    }
+
+protected:
+    void scan(responses::sensor_scan_result& result) override {
+        result.add_float(0, static_cast<double>(settings().target.size()));
+        store_persistent("seen", settings().target);
+        if (settings().target == "fail") {
+            throw std::runtime_error("the probe failed");
+        }
+    }
+
+    std::string failure_message(const std::exception_ptr& failure) override {
+        try {
+            std::rethrow_exception(failure);
+        } catch (const std::exception& e) {
+            log(e.what(), logging::error);
+        }
+        return "#:error.generic";
+    }
+};
+
+class probe_scan final : public metascans::metascan_base<probe_settings> {
+public:
+    probe_scan(std::shared_ptr<module::service_container> container, int sensor_id,
+               unsigned scan_id, const settings::sensor_data_wrapper& settings)
+        : metascan_base(std::move(container), sensor_id, scan_id, settings) {}
+
+protected:
+    void scan(responses::meta_scan_result& result) override {
+        progress(50, "half way");
+        result.add_entry("row", {{"s.g.target", settings().target}});
+        if (settings().target == "fail") {
+            throw std::runtime_error("listing failed");
+        }
+    }
+    std::string failure_message(const std::exception_ptr& failure) override {
+        try {
+            std::rethrow_exception(failure);
+        } catch (const std::exception& e) {
+            return std::string("An error occurred.") + e.what();
+        }
+    }
+};
+
+class SensorDispatcherTest : public ::testing::Test {
+protected:
+    SensorDispatcherTest() : dispatcher(host.container) {
+        dispatcher.register_sensor_kind<probe_sensor>("probe_sensor");
+        dispatcher.register_metascan_kind<probe_scan>("probe_metascan");
+    }
+
+    static std::string buffer(const std::string& kind, const std::string& target,
+                              std::map<int, std::string> channels = {},
+                              std::map<std::string, std::string> persistent = {}) {
+        testing::settings_buffer b;
+        b.kind = kind;
+        b.settings = {{"target", target}, {"logging", "enabled"}};
+        b.channels = std::move(channels);
+        b.persistent_data = std::move(persistent);
+        return b.to_json();
+    }
+
+    static settings::sensor_data_wrapper wrap(const std::string& text) {
+        return settings::sensor_data_wrapper(text.data(), text.size());
+    }
+
+    std::vector<jsoncons::ojson> messages() {
+        std::vector<jsoncons::ojson> decoded;
+        for (const auto& text : host.take_messages()) {
+            decoded.push_back(jsoncons::ojson::parse(text));
+        }
+        return decoded;
+    }
+
+    static std::vector<std::string> types(const std::vector<jsoncons::ojson>& decoded) {
+        std::vector<std::string> names;
+        for (const auto& m : decoded) {
+            names.push_back(m["type"].as<std::string>());
+        }
+        return names;
+    }
+
+    test_support::capture_container host;
+    module::sensor_dispatcher dispatcher;
+};
+
+TEST_F(SensorDispatcherTest, UnknownKindsAreRefusedWithALogLineNamingTheKnownOnes) {
+    using responses::meta_scan_response_code;
+    using responses::sensor_create_response_code;
+    EXPECT_EQ(dispatcher.create_sensor_instance(1, wrap(buffer("nothing", "x"))),
+              sensor_create_response_code::unknown_kind);
+    EXPECT_THAT(host.runtime->all(),
+                AllOf(HasSubstr("\"nothing\" is not a known kind"), HasSubstr("\"probe_sensor\"")));
+    EXPECT_EQ(dispatcher.create_sensor_instance(1, wrap(buffer("probe_metascan", "x"))),
+              sensor_create_response_code::unknown_kind);
+    EXPECT_THAT(host.runtime->all(), HasSubstr("is a meta scan, not a sensor"));
+    EXPECT_EQ(dispatcher.execute_meta_scan(1, 1, wrap(buffer("probe_sensor", "x"))),
+              meta_scan_response_code::unknown_kind);
+    EXPECT_THAT(host.runtime->all(), HasSubstr("is a sensor, not a meta scan"));
+    EXPECT_EQ(dispatcher.create_sensor_instance(1, wrap("{}")),
+              sensor_create_response_code::unknown_kind);
+    EXPECT_THAT(host.runtime->all(), HasSubstr("the settings name no \"kind\""));
+    EXPECT_TRUE(messages().empty());
+}
+
+TEST_F(SensorDispatcherTest, UnknownSensorIdsAnswerNotFound) {
+    EXPECT_EQ(dispatcher.execute_check(5, wrap(buffer("probe_sensor", "x"))),
+              responses::check_response_code::sensor_not_found);
+    EXPECT_EQ(dispatcher.execute_sensor_scan(5),
+              responses::sensor_scan_response_code::sensor_not_found);
+    EXPECT_EQ(dispatcher.destroy_sensor_instance(5),
+              responses::sensor_destroy_response_code::sensor_not_found);
+    EXPECT_THAT(host.runtime->all(), HasSubstr("create it with CreateSensorInstance first"));
+}
+
+TEST_F(SensorDispatcherTest, SettingsThatCannotBeParsedFailTheCreation) {
+    const std::string no_target = R"({"kind":"probe_sensor","settings":{}})";
+    EXPECT_EQ(dispatcher.create_sensor_instance(2, wrap(no_target)),
+              responses::sensor_create_response_code::creation_failed);
+    EXPECT_THAT(host.runtime->all(), HasSubstr("The following setting was not available: target"));
+    EXPECT_EQ(dispatcher.stock().sensor_count(), 0U);
+}
+
+TEST_F(SensorDispatcherTest, ChannelsAreDeclaredOnceAndValuesStoredOnce) {
+    ASSERT_EQ(dispatcher.create_sensor_instance(3, wrap(buffer("probe_sensor", "abcd"))),
+              responses::sensor_create_response_code::success);
+    EXPECT_EQ(types(messages()), std::vector<std::string>{"dynamic_channel"});
+
+    // The host has not yet applied the declaration or the stored value: nothing goes twice.
+    ASSERT_EQ(dispatcher.execute_check(3, wrap(buffer("probe_sensor", "abcd"))),
+              responses::check_response_code::success);
+    auto first = messages();
+    EXPECT_EQ(types(first), (std::vector<std::string>{"persistent_data", "sensor_scan_result"}));
+    EXPECT_DOUBLE_EQ(first[1]["channels"][0]["value"].as<double>(), 4.0);
+    ASSERT_EQ(dispatcher.execute_check(3, wrap(buffer("probe_sensor", "abcd"))),
+              responses::check_response_code::success);
+    EXPECT_EQ(types(messages()), std::vector<std::string>{"sensor_scan_result"});
+    EXPECT_EQ(dispatcher.execute_sensor_scan(3), responses::sensor_scan_response_code::success);
+    EXPECT_EQ(types(messages()), std::vector<std::string>{"sensor_scan_result"});
+
+    // A sensor made anew with the host's map and data declares and stores nothing.
+    ASSERT_EQ(dispatcher.create_sensor_instance(
+                  4, wrap(buffer("probe_sensor", "abcd", {{0, "length"}}, {{"seen", "abcd"}}))),
+              responses::sensor_create_response_code::success);
+    dispatcher.execute_check(
+        4, wrap(buffer("probe_sensor", "abcd", {{0, "length"}}, {{"seen", "abcd"}})));
+    EXPECT_EQ(types(messages()), std::vector<std::string>{"sensor_scan_result"});
+    EXPECT_THAT(host.sensors->all(),
+                AllOf(HasSubstr("#################### Initializing ####################"),
+                      HasSubstr("Probe version is: 1.2.3\n")));
+}
+
+TEST_F(SensorDispatcherTest, AnEscapedFailureBecomesAFreshErrorResult) {
+    ASSERT_EQ(dispatcher.create_sensor_instance(6, wrap(buffer("probe_sensor", "fail"))),
+              responses::sensor_create_response_code::success);
+    messages();
+    EXPECT_EQ(dispatcher.execute_check(6, wrap(buffer("probe_sensor", "fail"))),
+              responses::check_response_code::success);
+    const auto sent = messages();
+    ASSERT_EQ(types(sent), (std::vector<std::string>{"persistent_data", "sensor_scan_result"}));
+    EXPECT_EQ(sent[1]["response_code"].as<int>(), 3);
+    EXPECT_EQ(sent[1]["message"].as<std::string>(), "#:error.generic");
+    EXPECT_EQ(sent[1]["channels"].size(), 0U);
+    EXPECT_THAT(host.sensors->all(), HasSubstr("the probe failed"));
+}
+
+TEST_F(SensorDispatcherTest, DestroyReleasesTheSensor) {
+    dispatcher.create_sensor_instance(7, wrap(buffer("probe_sensor", "x")));
+    EXPECT_EQ(dispatcher.destroy_sensor_instance(7),
+              responses::sensor_destroy_response_code::success);
+    EXPECT_THAT(host.sensors->all(),
+                HasSubstr("#################### Cleaning Up  ####################"));
+    EXPECT_EQ(dispatcher.execute_sensor_scan(7),
+              responses::sensor_scan_response_code::sensor_not_found);
+}
+
+TEST_F(SensorDispatcherTest, MetaScanSendsProgressThenRowsOrAFailureWithoutRows) {
+    EXPECT_EQ(dispatcher.execute_meta_scan(8, 1, wrap(buffer("probe_metascan", "t1"))),
+              responses::meta_scan_response_code::success);
+    auto sent = messages();
+    ASSERT_EQ(types(sent), (std::vector<std::string>{"metascan_progress", "meta_scan_result"}));
+    EXPECT_EQ(sent[1]["entries"][0]["values"]["s.g.target"].as<std::string>(), "t1");
+
+    EXPECT_EQ(dispatcher.execute_meta_scan(8, 2, wrap(buffer("probe_metascan", "fail"))),
+              responses::meta_scan_response_code::success);
+    sent = messages();
+    ASSERT_EQ(sent.size(), 2U);
+    EXPECT_EQ(sent[1]["response_code"].as<int>(), 5);
+    EXPECT_EQ(sent[1]["message"].as<std::string>(), "An error occurred.listing failed");
+    EXPECT_EQ(sent[1]["entries"].size(), 0U);
+}
+
+TEST_F(SensorDispatcherTest, FirstRegistrationOfANameStays) {
+    EXPECT_FALSE(dispatcher.register_sensor(
+        "probe_sensor", [](auto, int, const auto&) { throw std::logic_error("x"); }));
+    EXPECT_EQ(dispatcher.create_sensor_instance(9, wrap(buffer("probe_sensor", "x"))),
+              responses::sensor_create_response_code::success);
+}
+
+TEST_F(SensorDispatcherTest, SensorsOnDifferentIdsRunFromManyThreads) {
+    constexpr int threads = 8;
+    constexpr int sensors_per_thread = 25;
+    std::atomic<int> failures{0};
+    std::vector<std::thread> workers;
+    for (int t = 0; t < threads; ++t) {
+        workers.emplace_back([&, t] {
+            for (int i = 0; i < sensors_per_thread; ++i) {
+                const int id = t * 1000 + i;
+                const std::string text = buffer("probe_sensor", "abc");
+                const auto wrapper = wrap(text);
+                if (dispatcher.create_sensor_instance(id, wrapper) !=
+                        responses::sensor_create_response_code::success ||
+                    dispatcher.execute_check(id, wrapper) !=
+                        responses::check_response_code::success ||
+                    dispatcher.execute_check(id, wrapper) !=
+                        responses::check_response_code::success ||
+                    (i % 2 == 0 && dispatcher.destroy_sensor_instance(id) !=
+                                       responses::sensor_destroy_response_code::success)) {
+                    ++failures;
+                }
+            }
+        });
+    }
+    for (auto& worker : workers) {
+        worker.join();
+    }
+    EXPECT_EQ(failures.load(), 0);
+    // Every second sensor (i odd) of each thread stays: 12 of 25 per thread.
+    EXPECT_EQ(dispatcher.stock().sensor_count(),
+              static_cast<size_t>(threads * (sensors_per_thread / 2)));
+    // Per sensor: one declaration, one stored value, two results.
+    EXPECT_EQ(host.take_messages().size(), static_cast<size_t>(threads * sensors_per_thread * 4));
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::framework

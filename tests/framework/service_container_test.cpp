@@ -1,0 +1,105 @@
+#include "framework/module/service_container.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+namespace zentrova::monitoring_modules::framework::module {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+struct greeter {
+    explicit greeter(std::string n) : name(std::move(n)) {}
+    std::string name;
+};
+
+struct unregistered {};
+
+TEST(ServiceContainer, InstanceIsSharedAndFactoryMakesANewObjectEachTime) {
+    service_container container;
+    auto stored = std::make_shared<int>(42);
+    container.add_instance<int>(stored);
+    container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
+        [] { return std::make_unique<greeter>("made"); }));
+
+    EXPECT_EQ(container.get<int>(), stored);
+    auto first = container.get<greeter>();
+    auto second = container.get<greeter>();
+    EXPECT_EQ(first->name, "made");
+    EXPECT_NE(first, second);
+}
+
+TEST(ServiceContainer, MissingTypeNamesTheTypeInItsError) {
+    service_container container;
+    try {
+        container.get<unregistered>();
+        FAIL() << "expected an exception";
+    } catch (const utils::exceptions::exception& e) {
+        EXPECT_THAT(e.what(), StartsWith("No instance available for: "));
+        EXPECT_THAT(e.what(), HasSubstr("unregistered"));
+    }
+    EXPECT_EQ(container.find<unregistered>(), nullptr);
+}
+
+TEST(ServiceContainer, SecondRegistrationThrowsAndTheFirstStays) {
+    service_container container;
+    container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
+        [] { return std::make_unique<greeter>("first"); }));
+    EXPECT_THROW(
+        {
+            try {
+                container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
+                    [] { return std::make_unique<greeter>("second"); }));
+            } catch (const utils::exceptions::exception& e) {
+                EXPECT_THAT(e.what(), StartsWith("Already contains instance of: "));
+                throw;
+            }
+        },
+        utils::exceptions::exception);
+    EXPECT_EQ(container.get<greeter>()->name, "first");
+
+    container.add_instance<int>(std::make_shared<int>(1));
+    EXPECT_THROW(container.add_instance<int>(std::make_shared<int>(2)),
+                 utils::exceptions::exception);
+    EXPECT_EQ(*container.get<int>(), 1);
+}
+
+TEST(ServiceContainer, FactoryWithArgumentsReceivesThemAndRefusesOtherArguments) {
+    service_container container;
+    container.register_factory<greeter>(std::function<std::unique_ptr<greeter>(std::string)>(
+        [](std::string name) { return std::make_unique<greeter>("hello " + name); }));
+
+    const std::string name = "azure";
+    EXPECT_EQ(container.create<greeter>(name)->name, "hello azure");
+    EXPECT_THROW(container.create<greeter>(42), utils::exceptions::exception);
+    // get() has no arguments to give, which is a mismatch too, not a silent empty result.
+    EXPECT_THROW(container.get<greeter>(), utils::exceptions::exception);
+}
+
+TEST(ServiceContainer, LookupsFromManyThreadsSeeTheSameInstance) {
+    auto container = std::make_shared<service_container>();
+    auto stored = std::make_shared<int>(7);
+    container->add_instance<int>(stored);
+    std::vector<std::thread> threads;
+    std::vector<int> mismatches(8, 0);
+    for (int t = 0; t < 8; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 1000; ++i) {
+                if (container->get<int>() != stored) {
+                    ++mismatches[t];
+                }
+            }
+        });
+    }
+    for (auto& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(std::count(mismatches.begin(), mismatches.end(), 0), 8);
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::framework::module

@@ -1,0 +1,195 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "framework/settings/kind_integer.hpp"
+#include "framework/settings/kind_string.hpp"
+#include "framework/settings/persistent_data_storage.hpp"
+#include "framework/settings/secure_string.hpp"
+#include "framework/settings/sensor_data_wrapper.hpp"
+#include "framework/utils/exceptions.hpp"
+#include "tests/support/settings_buffer.hpp"
+
+namespace zentrova::monitoring_modules::framework::settings {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+sensor_data_wrapper wrap(const std::string& text) {
+    return sensor_data_wrapper(text.data(), text.size());
+}
+
+TEST(SensorDataWrapper, ReadsEveryPartOfTheBuffer) {
+    const std::string text = R"({"kind":"virtual_machine_sensor",
+        "settings":{"host":"h","timeout":"60"},
+        "secure_settings":{"secret":"pw"},
+        "channels":{"0":"channel_avg_cpu","12":"budget_used[x]"},
+        "persistent_data":{"currency":"EUR"}})";
+    const auto wrapper = wrap(text);
+    EXPECT_EQ(wrapper.get_kind(), "virtual_machine_sensor");
+    EXPECT_EQ(wrapper.get_value("timeout"), "60");
+    EXPECT_EQ(wrapper.get_secure_value("secret"), "pw");
+    EXPECT_EQ(wrapper.get_channels(),
+              (std::map<int, std::string>{{0, "channel_avg_cpu"}, {12, "budget_used[x]"}}));
+    EXPECT_EQ(wrapper.get_persistent_data().at("currency"), "EUR");
+    // Plain and secret settings are separate: neither lookup sees the other's keys.
+    EXPECT_THROW(wrapper.get_value("secret"), utils::exceptions::setting_not_available);
+    EXPECT_THROW(wrapper.get_secure_value("host"), utils::exceptions::setting_not_available);
+}
+
+TEST(SensorDataWrapper, MissingMembersMeanEmpty) {
+    const auto wrapper = wrap(R"({"settings":{"a":"1"}})");
+    EXPECT_EQ(wrapper.get_kind(), "");
+    EXPECT_TRUE(wrapper.get_channels().empty());
+    EXPECT_TRUE(wrapper.get_persistent_data().empty());
+    try {
+        wrapper.get_value("timeout");
+        FAIL();
+    } catch (const utils::exceptions::setting_not_available& e) {
+        EXPECT_STREQ(e.what(), "The following setting was not available: timeout");
+    }
+}
+
+struct bad_buffer {
+    std::string text;
+    std::string reason;
+};
+
+class SensorDataWrapperRefuses : public ::testing::TestWithParam<bad_buffer> {};
+
+TEST_P(SensorDataWrapperRefuses, SayingWhatIsWrong) {
+    try {
+        wrap(GetParam().text);
+        FAIL() << "accepted " << GetParam().text;
+    } catch (const utils::exceptions::invalid_settings_buffer& e) {
+        EXPECT_THAT(e.what(), StartsWith("The settings buffer cannot be read: "));
+        EXPECT_THAT(e.what(), HasSubstr(GetParam().reason));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    BadBuffers, SensorDataWrapperRefuses,
+    ::testing::Values(
+        bad_buffer{"not json", "not JSON"}, bad_buffer{"{\"kind\":", "not JSON"},
+        bad_buffer{"[1,2]", "must be a JSON object"},
+        bad_buffer{"\"text\"", "must be a JSON object"},
+        bad_buffer{R"({"kind":5})", "\"kind\" must be a text"},
+        bad_buffer{R"({"settings":[]})", "\"settings\" must be an object"},
+        bad_buffer{R"({"settings":{"timeout":60}})", "\"settings\".\"timeout\" must be a text"},
+        bad_buffer{R"({"secure_settings":{"k":null}})", "\"secure_settings\".\"k\" must be a text"},
+        bad_buffer{R"({"channels":{"one":"x"}})", "channel id \"one\" is not a decimal number"},
+        bad_buffer{R"({"channels":{"99999999999":"x"}})", "channel id"},
+        bad_buffer{R"({"persistent_data":{"k":true}})", "\"persistent_data\".\"k\""}));
+
+TEST(SensorDataWrapper, RefusesNullAndEmptyBuffers) {
+    EXPECT_THROW(sensor_data_wrapper(nullptr, 0), utils::exceptions::invalid_settings_buffer);
+    EXPECT_THROW(sensor_data_wrapper(nullptr, 10), utils::exceptions::invalid_settings_buffer);
+    EXPECT_THROW(sensor_data_wrapper("{}", 0), utils::exceptions::invalid_settings_buffer);
+}
+
+TEST(SensorDataWrapper, ToJsonMasksEverySecretValue) {
+    auto buffer =
+        testing::settings_buffer::with_credentials("virtual_machine_sensor", "very-secret-1");
+    buffer.secure_settings["zentrovacloudapikey"] = "api-key-2";
+    buffer.persistent_data["currency"] = "EUR";
+    const std::string text = buffer.to_json();
+    const std::string json = wrap(text).to_json();
+    EXPECT_THAT(json, Not(HasSubstr("very-secret-1")));
+    EXPECT_THAT(json, Not(HasSubstr("api-key-2")));
+    EXPECT_THAT(
+        json,
+        HasSubstr(R"("azure_credentials_section.credentials_group.client_secret":"********")"));
+    EXPECT_THAT(json, HasSubstr(R"("timeout":"60")"));
+    EXPECT_THAT(json, HasSubstr(R"("persistent_data":{"currency":"EUR"})"));
+}
+
+TEST(KindInteger, AcceptsOnlyWholeDecimalNumbersWithinTheBounds) {
+    validation_rules rules;
+    rules.lower_bound = 0;
+    rules.upper_bound = 300;
+    EXPECT_EQ(kind_integer::parse_and_validate("300", rules), 300);
+    EXPECT_EQ(kind_integer::parse_and_validate("0", rules), 0);
+    for (const char* refused :
+         {"301", "-1", "", "abc", " 60", "60 ", "6e1", "60s", "+60", "99999999999999999999"}) {
+        EXPECT_FALSE(kind_integer::parse_and_validate(refused, rules).has_value()) << refused;
+    }
+    EXPECT_EQ(kind_integer::parse_and_validate("-9223372036854775808", {}), INT64_MIN);
+}
+
+TEST(KindString, ChecksLengthAndPatternWithoutQuotingTheValue) {
+    validation_rules rules;
+    rules.max_length = 5;
+    EXPECT_EQ(kind_string::parse_and_validate("abcde", rules), "abcde");
+    try {
+        kind_string::parse_and_validate("secret", rules);
+        FAIL();
+    } catch (const utils::exceptions::setting_invalid& e) {
+        EXPECT_THAT(e.what(), StartsWith("Setting invalid: String too long. "));
+        EXPECT_THAT(e.what(), Not(HasSubstr("secret")));
+    }
+
+    validation_rules pattern;
+    pattern.pattern = "[a-z]+";
+    EXPECT_EQ(kind_securestring::parse_and_validate("abc", pattern), "abc");
+    try {
+        kind_securestring::parse_and_validate("abc1", pattern);
+        FAIL();
+    } catch (const utils::exceptions::setting_invalid& e) {
+        EXPECT_THAT(e.what(), StartsWith("Setting invalid: String does not match the rules. "));
+        EXPECT_THAT(e.what(), Not(HasSubstr("abc1")));
+    }
+
+    validation_rules broken;
+    broken.pattern = "([a-z";
+    EXPECT_THROW(
+        {
+            try {
+                kind_string::parse_and_validate("abc", broken);
+            } catch (const utils::exceptions::setting_invalid& e) {
+                EXPECT_THAT(e.what(), StartsWith("Setting invalid: RegEx error on validation. "));
+                throw;
+            }
+        },
+        utils::exceptions::setting_invalid);
+}
+
+TEST(KindString, MatchesLongValuesWithoutExhaustingTheStack) {
+    validation_rules any;
+    any.pattern = ".*";
+    // A recursive matcher needs hundreds of bytes of stack per character here.
+    EXPECT_EQ(kind_securestring::parse_and_validate(std::string(1'000'000, 'x'), any).size(),
+              1'000'000U);
+    validation_rules nested;
+    nested.pattern = "([a-z]+)*x";
+    EXPECT_THROW(kind_string::parse_and_validate(std::string(40, 'a'), nested),
+                 utils::exceptions::setting_invalid);
+}
+
+TEST(SecureString, KeepsItsTextAcrossCopiesAndMoves) {
+    secure_string original("pw-1");
+    secure_string copy = original;
+    secure_string moved = std::move(original);
+    EXPECT_EQ(copy.get_as_plaintext(), "pw-1");
+    EXPECT_EQ(moved.get_as_plaintext(), "pw-1");
+    EXPECT_TRUE(original.get_as_plaintext()
+                    .empty());  // NOLINT(bugprone-use-after-move): moving wipes the source
+    copy = secure_string("pw-2");
+    EXPECT_EQ(copy.get_as_plaintext(), "pw-2");
+}
+
+TEST(PersistentDataStorage, AtNamesAMissingKey) {
+    persistent_data_storage data(std::map<std::string, std::string>{{"currency", "EUR"}});
+    EXPECT_EQ(data.at("currency"), "EUR");
+    data["next_channel_id"] = "4";
+    EXPECT_TRUE(data.exists("next_channel_id"));
+    try {
+        data.at("base_url");
+        FAIL();
+    } catch (const std::out_of_range& e) {
+        EXPECT_THAT(e.what(), HasSubstr("'base_url'"));
+    }
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::framework::settings
