@@ -78,11 +78,19 @@ std::vector<std::string> module_library::take_messages() {
     return std::exchange(messages_, {});
 }
 
+void module_library::on_message(std::function<void(const std::string&)> listener) {
+    const std::lock_guard<std::mutex> lock(messages_mutex_);
+    listener_ = std::move(listener);
+}
+
 void module_library::receive(void* host_context, void* /*host_context_extra*/, void* data,
                              unsigned size) {
     auto* self = static_cast<module_library*>(host_context);
     const std::lock_guard<std::mutex> lock(self->messages_mutex_);
     self->messages_.emplace_back(static_cast<const char*>(data), size);
+    if (self->listener_) {
+        self->listener_(self->messages_.back());
+    }
 }
 
 }  // namespace zentrova::monitoring_modules::host

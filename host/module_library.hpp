@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -32,6 +33,10 @@ public:
     // The messages received so far (each one JSON text), leaving none behind.
     std::vector<std::string> take_messages();
 
+    // Called with each message as it arrives (on the module's calling thread), for hosts that
+    // show progress while a call runs.
+    void on_message(std::function<void(const std::string&)> listener);
+
     // Raw access, for hosts that want to pass odd buffers (tests of bad input).
     struct entry_points {
         InitializeModule_fn initialize_module;
@@ -54,6 +59,7 @@ private:
     bool initialized_ = false;
     std::mutex messages_mutex_;
     std::vector<std::string> messages_;
+    std::function<void(const std::string&)> listener_;
 };
 
 }  // namespace zentrova::monitoring_modules::host

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+
+#include "host/credentials_file.hpp"
+
+namespace zentrova::monitoring_modules::host {
+
+class module_library;
+class module_documents;
+struct host_state;
+
+// How a run of the sensor host is set up.
+struct host_options {
+    std::string module_path;
+    std::string format = "table";  // "table" for people, "json" for scripts
+    std::string log_dir;           // sensor and module logs go here when set
+    std::string state_path = "sensor-host-state.json";
+    int sensor_id = 1;
+};
+
+// The reference host: loads the module, drives it through its exports as a probe does, keeps
+// each sensor's channels and persistent data between runs, and prints what came back.
+// Each operation returns the process exit code: 0 when the module reported success, 1 when
+// the sensor or meta scan reported a failure, 2 when the host could not do its part.
+class sensor_host {
+public:
+    sensor_host(host_options options, std::ostream& out, std::ostream& err);
+    sensor_host(const sensor_host&) = delete;
+    sensor_host& operator=(const sensor_host&) = delete;
+    ~sensor_host();
+
+    int info();
+    int discover(const std::string& metascan_kind, const credentials_file& credentials);
+    int check(const std::string& sensor_kind, const credentials_file& credentials,
+              const std::map<std::string, std::string>& assignments,
+              std::optional<size_t> from_row);
+
+private:
+    void start();
+    std::map<std::string, std::string> connection_settings() const;
+    std::map<std::string, std::string> secure_settings(const credentials_file& credentials) const;
+    std::string resolve_setting_key(const std::string& sensor_kind, const std::string& name) const;
+
+    host_options options_;
+    std::ostream& out_;
+    std::ostream& err_;
+    std::unique_ptr<module_library> module_;
+    std::unique_ptr<module_documents> documents_;
+};
+
+}  // namespace zentrova::monitoring_modules::host
