@@ -1,0 +1,279 @@
+#include "json/impl/json_node.hpp"
+
+#include <jsoncons/json.hpp>
+#include <jsoncons_ext/jsonpointer/jsonpointer.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+
+#include "json/exceptions.hpp"
+
+namespace zentrova::monitoring_modules::json::impl {
+
+namespace {
+
+using jsoncons::json_type;
+using jsoncons::jsonpointer::jsonpointer_errc;
+
+const jsoncons::json& value_of(const void* address) {
+    return *static_cast<const jsoncons::json*>(address);
+}
+
+const char* kind_name_of(const jsoncons::json& value) {
+    switch (value.type()) {
+        case json_type::null_value:
+            return "null";
+        case json_type::bool_value:
+            return "bool";
+        case json_type::int64_value:
+            return "int64";
+        case json_type::uint64_value:
+            return "uint64";
+        case json_type::half_value:
+            return "half";
+        case json_type::double_value:
+            return "double";
+        case json_type::string_value:
+            return "string";
+        case json_type::byte_string_value:
+            return "byte_string";
+        case json_type::array_value:
+            return "array";
+        case json_type::object_value:
+            return "object";
+    }
+    return "unknown_type";
+}
+
+// Thrown as the base class on purpose: callers treat a value of the wrong kind like any other
+// unreadable field and catch exceptions::exception, and no handler for the concrete type may
+// single it out. The concrete type still supplies the fixed message.
+[[noreturn]] void throw_type_error(const jsoncons::json& value) {
+    const exceptions::unexpected_type_error error(kind_name_of(value));
+    throw exceptions::exception(error.what(), error.details());
+}
+
+// A pointer that is well formed but names nothing in this document.
+bool leads_nowhere(const std::error_code& code) {
+    return code == jsonpointer_errc::key_not_found ||
+           code == jsonpointer_errc::index_exceeds_array_size ||
+           code == jsonpointer_errc::invalid_index ||
+           code == jsonpointer_errc::expected_object_or_array;
+}
+
+// An array index written the canonical way: "0", or digits without a leading zero. Eighteen
+// digits at most, so that the value cannot overflow.
+bool canonical_index(std::string_view token, std::size_t& index) {
+    if (token.empty() || token.size() > 18 || (token.front() == '0' && token.size() > 1)) {
+        return false;
+    }
+    index = 0;
+    for (const char digit : token) {
+        if (digit < '0' || digit > '9') {
+            return false;
+        }
+        index = index * 10 + static_cast<std::size_t>(digit - '0');
+    }
+    return true;
+}
+
+// Sensors read tables cell by cell ("/properties/rows/17/0"), and the library's lookup first
+// builds a list of token strings for every pointer, which costs more than the walk itself. This
+// walks the common pointers in place: no escapes, members by name, elements by canonical index.
+// It answers only when every step finds its value; anything else (escapes, "-", odd indexes,
+// misses, scalars on the way) returns nullptr and is left to the library's lookup, so results
+// and errors stay exactly the library's.
+const jsoncons::json* find_plain_pointer(const jsoncons::json& start, std::string_view pointer) {
+    if (pointer.empty() || pointer.front() != '/' || pointer.find('~') != std::string_view::npos) {
+        return nullptr;
+    }
+    const jsoncons::json* current = &start;
+    std::size_t token_begin = 1;
+    for (;;) {
+        const std::size_t token_end = std::min(pointer.find('/', token_begin), pointer.size());
+        const std::string_view token = pointer.substr(token_begin, token_end - token_begin);
+        if (current->type() == json_type::object_value) {
+            const auto member = current->find(token);
+            if (member == current->object_range().end()) {
+                return nullptr;
+            }
+            current = &member->value();
+        } else if (current->type() == json_type::array_value) {
+            std::size_t index = 0;
+            if (!canonical_index(token, index) || index >= current->size()) {
+                return nullptr;
+            }
+            current = &current->at(index);
+        } else {
+            return nullptr;
+        }
+        if (token_end == pointer.size()) {
+            return current;
+        }
+        token_begin = token_end + 1;
+    }
+}
+
+// Decimal integer with strtoll rules: leading blanks skipped, text after the number ignored.
+std::int64_t parse_integer(const std::string& text) {
+    const char* begin = text.c_str();
+    char* end = nullptr;
+    errno = 0;
+    const long long parsed = std::strtoll(begin, &end, 10);
+    if (end == begin) {
+        throw exceptions::conversion_error("invalid stoll argument");
+    }
+    if (errno == ERANGE) {
+        throw exceptions::conversion_error("stoll argument out of range");
+    }
+    return parsed;
+}
+
+// strtod reads the decimal point of the current locale; numbers in response bodies always use
+// '.', whatever locale the hosting process has chosen.
+double strtod_c_locale(const char* text, char** end) {
+#ifdef _WIN32
+    static const _locale_t c_locale = _create_locale(LC_NUMERIC, "C");
+    return c_locale != nullptr ? _strtod_l(text, end, c_locale) : std::strtod(text, end);
+#else
+    static const locale_t c_locale = newlocale(LC_NUMERIC_MASK, "C", nullptr);
+    return c_locale != nullptr ? strtod_l(text, end, c_locale) : std::strtod(text, end);
+#endif
+}
+
+// Floating-point number with strtod rules: leading blanks skipped, text after it ignored.
+double parse_floating(const std::string& text) {
+    const char* begin = text.c_str();
+    char* end = nullptr;
+    errno = 0;
+    const double parsed = strtod_c_locale(begin, &end);
+    if (end == begin) {
+        throw exceptions::conversion_error("invalid stod argument");
+    }
+    if (errno == ERANGE) {
+        throw exceptions::conversion_error("stod argument out of range");
+    }
+    return parsed;
+}
+
+}  // namespace
+
+bool json_node::is_empty() const {
+    const jsoncons::json& value = value_of(value_);
+    switch (value.type()) {
+        case json_type::string_value:
+            return value.as_string_view().empty();
+        case json_type::byte_string_value:
+            return value.as_byte_string_view().size() == 0;
+        case json_type::array_value:
+        case json_type::object_value:
+            return value.empty();
+        default:
+            return false;
+    }
+}
+
+json_node json_node::at_pointer(const std::string& pointer) const {
+    if (const jsoncons::json* found = find_plain_pointer(value_of(value_), pointer)) {
+        return json_node(found);
+    }
+    std::error_code code;
+    // The const overload answers a reference into the document: nothing is copied on the way.
+    const jsoncons::json& found = jsoncons::jsonpointer::get(value_of(value_), pointer, code);
+    if (!code) {
+        return json_node(&found);
+    }
+    if (leads_nowhere(code)) {
+        throw exceptions::empty_result(pointer);
+    }
+    throw exceptions::query_error(code.message());
+}
+
+std::string json_node::to_string() const {
+    const jsoncons::json& value = value_of(value_);
+    switch (value.type()) {
+        case json_type::bool_value:
+        case json_type::int64_value:
+        case json_type::uint64_value:
+        case json_type::half_value:
+        case json_type::double_value:
+        case json_type::string_value:
+            return value.as<std::string>();
+        default:
+            throw_type_error(value);
+    }
+}
+
+std::int64_t json_node::to_int() const {
+    const jsoncons::json& value = value_of(value_);
+    switch (value.type()) {
+        case json_type::int64_value:
+        case json_type::uint64_value:
+            return value.as<std::int64_t>();
+        case json_type::string_value:
+            return parse_integer(std::string(value.as_string_view()));
+        default:
+            throw_type_error(value);
+    }
+}
+
+double json_node::to_double() const {
+    const jsoncons::json& value = value_of(value_);
+    switch (value.type()) {
+        case json_type::int64_value:
+        case json_type::uint64_value:
+        case json_type::double_value:
+            return value.as<double>();
+        case json_type::string_value:
+            return parse_floating(std::string(value.as_string_view()));
+        default:
+            throw_type_error(value);
+    }
+}
+
+bool json_node::to_bool() const {
+    const jsoncons::json& value = value_of(value_);
+    if (value.type() != json_type::bool_value) {
+        throw_type_error(value);
+    }
+    return value.as<bool>();
+}
+
+std::vector<json_node> json_node::elements() const {
+    const jsoncons::json& value = value_of(value_);
+    if (value.type() != json_type::array_value) {
+        throw_type_error(value);
+    }
+    std::vector<json_node> result;
+    result.reserve(value.size());
+    for (const jsoncons::json& element : value.array_range()) {
+        result.push_back(json_node(&element));
+    }
+    return result;
+}
+
+std::vector<std::pair<std::string, json_node>> json_node::members() const {
+    const jsoncons::json& value = value_of(value_);
+    if (value.type() != json_type::object_value) {
+        throw_type_error(value);
+    }
+    std::vector<std::pair<std::string, json_node>> result;
+    result.reserve(value.size());
+    for (const auto& member : value.object_range()) {
+        result.emplace_back(std::string(member.key()), json_node(&member.value()));
+    }
+    return result;
+}
+
+void json_node::expect_object() const {
+    const jsoncons::json& value = value_of(value_);
+    if (value.type() != json_type::object_value) {
+        throw_type_error(value);
+    }
+}
+
+}  // namespace zentrova::monitoring_modules::json::impl
