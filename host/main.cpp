@@ -27,6 +27,7 @@ int main(int argc, char** argv) {
     CLI::App app{
         "sensor-host: drives the MicrosoftAzure module through its exports, as a probe does"};
     app.require_subcommand(1);
+    app.fallthrough();  // global options may follow the subcommand
     host_options options;
     options.module_path = default_module_path(argv[0]);
     app.add_option("--module", options.module_path, "Path of the module library")

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
 
 #include "framework/utils/exceptions.hpp"
 
@@ -31,7 +32,18 @@ std::string timestamp() {
 
 }  // namespace
 
-file_log::file_log(const std::string& path) : file_(std::fopen(path.c_str(), "ab")) {
+namespace {
+
+// The log directory is made when missing, so a fresh deployment logs from the first call.
+std::FILE* open_for_append(const std::string& path) {
+    std::error_code ignored;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
+    return std::fopen(path.c_str(), "ab");
+}
+
+}  // namespace
+
+file_log::file_log(const std::string& path) : file_(open_for_append(path)) {
     if (!file_) {
         throw utils::exceptions::exception("Cannot open log file " + path + ": " +
                                            std::strerror(errno) +

@@ -1,0 +1,34 @@
+#include "json/response_check.hpp"
+
+#include "json/exceptions.hpp"
+#include "json/parser_factory.hpp"
+#include "rest/exceptions.hpp"
+
+namespace zentrova::monitoring_modules::json {
+namespace {
+
+constexpr const char* json_media_type = "application/json";
+constexpr std::size_t json_media_type_length = 16;
+
+}  // namespace
+
+void check_status(const rest::response& answer) {
+    // 200..299 in one unsigned comparison: anything below 200 wraps round to a large number.
+    if (static_cast<unsigned>(answer.status_code - 200) <= 99U) {
+        return;
+    }
+    throw rest::exceptions::request_failed(
+        "HTTP request was not successful: " + std::to_string(answer.status_code) + ": " +
+        answer.status_text);
+}
+
+std::unique_ptr<parser_interface> parse_json_response(const rest::response& answer) {
+    const std::string content_type = rest::get_header(answer, "Content-Type");
+    if (content_type.compare(0, json_media_type_length, json_media_type) != 0) {
+        throw exceptions::invalid_content_type(
+            "REST response did not return 'application/json' as Content-Type.");
+    }
+    return create_jsonpointer_parser(answer.body);
+}
+
+}  // namespace zentrova::monitoring_modules::json

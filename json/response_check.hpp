@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+
+#include "json/parser_interface.hpp"
+#include "rest/rest_interface.hpp"
+
+namespace zentrova::monitoring_modules::json {
+
+// Returns for a 2xx status; otherwise throws rest::exceptions::request_failed whose details are
+// "HTTP request was not successful: " + status + ": " + the reason phrase.
+void check_status(const rest::response& answer);
+
+// Checks that the body is declared as JSON ("Content-Type" beginning with "application/json",
+// parameters allowed, letter case exact) and parses it. Throws rest::exceptions::header_not_found
+// without the header, exceptions::invalid_content_type for another type, and
+// exceptions::parse_error for a body that is not JSON.
+std::unique_ptr<parser_interface> parse_json_response(const rest::response& answer);
+
+}  // namespace zentrova::monitoring_modules::json

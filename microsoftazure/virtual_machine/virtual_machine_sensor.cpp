@@ -1,0 +1,149 @@
+#include "microsoftazure/virtual_machine/virtual_machine_sensor.hpp"
+
+#include <map>
+#include <stdexcept>
+
+#include "json/exceptions.hpp"
+#include "json/failure_ladder.hpp"
+#include "json/response_check.hpp"
+#include "microsoftazure/module_version.hpp"
+
+namespace zentrova::monitoring_modules::microsoftazure {
+namespace {
+
+using framework::channels::dynamic_channel_options;
+using framework::channels::unit;
+using framework::channels::value_kind;
+
+constexpr int average_cpu_channel = 0;
+constexpr int state_channel = 1;
+constexpr int credits_consumed_channel = 2;
+constexpr int credits_remaining_channel = 3;
+
+// Azure's power-state codes and the values of the "virtual_machine_status" lookup. The key of
+// "starting" carries a trailing blank, so the code Azure sends for a starting machine does not
+// match it and such a check ends as a generic failure.
+const std::map<std::string, std::int64_t>& power_states() {
+    static const std::map<std::string, std::int64_t> table{
+        {"PowerState/running", 0},      {"PowerState/starting ", 1},
+        {"PowerState/stopped", 10},     {"PowerState/stopping", 11},
+        {"PowerState/deallocated", 20}, {"PowerState/deallocating", 21},
+    };
+    return table;
+}
+
+std::int64_t power_state_value(const std::string& code) {
+    const auto found = power_states().find(code);
+    if (found == power_states().end()) {
+        throw std::out_of_range("invalid map<K, T> key");
+    }
+    return found->second;
+}
+
+dynamic_channel_options channel(const char* name, value_kind kind, unit channel_unit,
+                                const char* lookup = "") {
+    dynamic_channel_options options;
+    options.name = name;
+    options.kind = kind;
+    options.unit = channel_unit;
+    options.lookup = lookup;
+    return options;
+}
+
+}  // namespace
+
+virtual_machine_sensor::virtual_machine_sensor(
+    std::shared_ptr<framework::module::service_container> container, int sensor_id,
+    const framework::settings::sensor_data_wrapper& settings)
+    : sensor_base(std::move(container), sensor_id, settings, "Microsoft Azure Virtual Machine",
+                  module_version) {
+    declare_channel(average_cpu_channel,
+                    channel("channel_avg_cpu", value_kind::floating_point, unit::percent));
+    declare_channel(state_channel, channel("channel_state", value_kind::integer, unit::none,
+                                           "virtual_machine_status"));
+    declare_channel(credits_remaining_channel, channel("channel_cpu_creds_available",
+                                                       value_kind::floating_point, unit::count));
+    declare_channel(credits_consumed_channel,
+                    channel("channel_cpu_creds_consumed", value_kind::floating_point, unit::count));
+}
+
+void virtual_machine_sensor::scan(framework::responses::sensor_scan_result& result) {
+    try {
+        if (!client_) {
+            client_ = std::make_unique<azure_client>(
+                *container(), settings().credentials,
+                static_cast<std::uint32_t>(settings().connection.timeout));
+        }
+        read_metrics(*client_, result);
+        read_power_state(*client_, result);
+    } catch (...) {
+        json::fail_sensor_check(result, std::current_exception(), log());
+    }
+    log("Response Message is: " + result.response_message());
+}
+
+void virtual_machine_sensor::read_metrics(azure_client& client,
+                                          framework::responses::sensor_scan_result& result) {
+    const auto answer = client.get(
+        settings().vm_id +
+        "/providers/microsoft.insights/metrics?api-version=2018-01-01"
+        "&metricnames=Percentage%20CPU,CPU%20Credits%20Remaining,CPU%20Credits%20Consumed"
+        "&interval=PT1M&aggregation=average&timespan=PT1M");
+    log("API response: " + answer.body);
+    json::check_status(answer);
+    const auto body = json::parse_json_response(answer);
+    std::vector<std::unique_ptr<json::parser_interface>> metrics;
+    try {
+        metrics = body->get_object_array("/value");
+    } catch (const json::exceptions::empty_result& e) {
+        log("The metrics response holds no metric: " + e.full_message(), framework::logging::error);
+        throw std::runtime_error("");
+    }
+    for (const auto& metric : metrics) {
+        const std::string name = metric->get_string("/name/value");
+        const std::string error_code = metric->get_string("/errorCode");
+        const auto timeseries = metric->get_object_array("/timeseries");
+        const auto data = timeseries.at(0)->get_object_array("/data");
+        double value = 0.0;
+        try {
+            // Only the newest minute counts; Azure leaves "average" out of a minute without data.
+            value = data.at(data.size() - 1)->get_double("/average");
+        } catch (const std::exception& e) {
+            log("Data empty for metric " + name + ": " + e.what());
+        }
+        if (error_code != "Success") {
+            log("Error Code:" + error_code + "for metric " + name);
+            continue;
+        }
+        if (name == "Percentage CPU") {
+            result.add_float(average_cpu_channel, value);
+        } else if (name == "CPU Credits Remaining") {
+            result.add_float(credits_remaining_channel, value);
+        } else if (name == "CPU Credits Consumed") {
+            result.add_float(credits_consumed_channel, value);
+        }
+    }
+}
+
+void virtual_machine_sensor::read_power_state(azure_client& client,
+                                              framework::responses::sensor_scan_result& result) {
+    const auto answer = client.get(settings().vm_id + "/instanceView?api-version=2020-06-01");
+    log("API response: " + answer.body);
+    json::check_status(answer);
+    const auto body = json::parse_json_response(answer);
+    std::string power_state;
+    for (const auto& status : body->get_object_array("/statuses")) {
+        const std::string code = status->get_string("/code");
+        if (code.size() >= 10 && code.find("PowerState") != std::string::npos) {
+            power_state = code;
+            break;
+        }
+    }
+    result.add_integer(state_channel, power_state_value(power_state));
+}
+
+std::string virtual_machine_sensor::failure_message(const std::exception_ptr& failure) {
+    return json::sensor_failure_message(failure, log());
+}
+
+}  // namespace zentrova::monitoring_modules::microsoftazure

@@ -1,0 +1,19 @@
+#pragma once
+
+namespace zentrova::monitoring_modules::rest {
+
+// Keeps the HTTP engine's process-wide state started while it lives. Every connection pool holds
+// one, so the module starts the engine by creating its pool at initialisation and stops it when
+// the last pool is gone; nothing is started by static constructors. Instances nest. Throws
+// std::runtime_error when the engine cannot start.
+class http_runtime {
+public:
+    http_runtime();
+    ~http_runtime();
+    http_runtime(const http_runtime&) = delete;
+    http_runtime& operator=(const http_runtime&) = delete;
+    http_runtime(http_runtime&&) = delete;
+    http_runtime& operator=(http_runtime&&) = delete;
+};
+
+}  // namespace zentrova::monitoring_modules::rest

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "rest/http_engine_interface.hpp"
+#include "rest/impl/openssl_trust_store.hpp"
+
+namespace zentrova::monitoring_modules::rest::impl {
+
+// One libcurl easy handle and the connection it keeps alive between exchanges. It lives in a
+// connection pool while idle and serves one exchange at a time. libcurl's handles are opaque
+// pointers; they are kept untyped here so that only the engine's .cpp files see libcurl.
+class curl_connection {
+public:
+    // `share` and `trust` (may be null) belong to the pool, which outlives its connections.
+    // `origin` (scheme, host and port) is where the connection goes.
+    curl_connection(void* share, const openssl_trust_store* trust, std::string origin);
+    ~curl_connection();
+    curl_connection(const curl_connection&) = delete;
+    curl_connection& operator=(const curl_connection&) = delete;
+    curl_connection(curl_connection&&) = delete;
+    curl_connection& operator=(curl_connection&&) = delete;
+
+    const std::string& origin() const { return origin_; }
+
+    // Carries out one exchange; on failure `error` says what went wrong.
+    exchange_outcome perform(const std::string& url, const http_exchange& request,
+                             http_exchange_result& result, std::string& error);
+
+private:
+    struct handle_deleter {
+        void operator()(void* handle) const noexcept;
+    };
+
+    std::string origin_;
+    std::unique_ptr<void, handle_deleter> handle_;
+    std::array<char, 256> error_buffer_{};
+};
+
+}  // namespace zentrova::monitoring_modules::rest::impl

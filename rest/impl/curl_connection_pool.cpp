@@ -1,0 +1,97 @@
+#include "rest/impl/curl_connection_pool.hpp"
+
+#include <curl/curl.h>
+
+#include <stdexcept>
+
+namespace zentrova::monitoring_modules::rest {
+
+namespace {
+
+static_assert(CURL_LOCK_DATA_LAST <= 16, "one lock per kind of shared data");
+
+void lock_shared(CURL* /*handle*/, curl_lock_data kind, curl_lock_access /*access*/, void* state) {
+    static_cast<connection_pool::engine_state*>(state)->share_lock(kind).lock();
+}
+
+void unlock_shared(CURL* /*handle*/, curl_lock_data kind, void* state) {
+    static_cast<connection_pool::engine_state*>(state)->share_lock(kind).unlock();
+}
+
+void check(CURLSHcode code) {
+    if (code != CURLSHE_OK) {
+        throw std::runtime_error(std::string("the HTTP engine (libcurl) cannot share data: ") +
+                                 curl_share_strerror(code));
+    }
+}
+
+}  // namespace
+
+void connection_pool::engine_state::share_deleter::operator()(void* share) const noexcept {
+    curl_share_cleanup(share);
+}
+
+connection_pool::engine_state::engine_state(const connection_pool_options& options)
+    : trust_(options.ca_bundle.empty()
+                 ? nullptr
+                 : std::make_unique<impl::openssl_trust_store>(options.ca_bundle)),
+      share_(curl_share_init()),
+      max_idle_(options.max_idle_connections) {
+    if (!share_) {
+        throw std::runtime_error("the HTTP engine (libcurl) cannot make a share object");
+    }
+    check(curl_share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, &lock_shared));
+    check(curl_share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, &unlock_shared));
+    check(curl_share_setopt(share_.get(), CURLSHOPT_USERDATA, this));
+    check(curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS));
+    check(curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION));
+}
+
+connection_pool::engine_state::~engine_state() {
+    // Close the idle connections while the share they use still exists.
+    const std::lock_guard<std::mutex> guard(idle_mutex_);
+    idle_.clear();
+}
+
+std::unique_ptr<impl::curl_connection> connection_pool::engine_state::acquire(
+    const std::string& origin) {
+    {
+        const std::lock_guard<std::mutex> guard(idle_mutex_);
+        for (auto idle = idle_.begin(); idle != idle_.end(); ++idle) {
+            if ((*idle)->origin() == origin) {
+                auto connection = std::move(*idle);
+                idle_.erase(idle);
+                return connection;
+            }
+        }
+    }
+    return std::make_unique<impl::curl_connection>(share_.get(), trust_.get(), origin);
+}
+
+void connection_pool::engine_state::release(std::unique_ptr<impl::curl_connection> connection) {
+    std::list<std::unique_ptr<impl::curl_connection>> evicted;
+    {
+        const std::lock_guard<std::mutex> guard(idle_mutex_);
+        idle_.push_front(std::move(connection));
+        while (idle_.size() > max_idle_) {
+            evicted.splice(evicted.end(), idle_, std::prev(idle_.end()));
+        }
+    }
+    // Closing connections can take a moment (TLS close notify); not while others wait.
+}
+
+std::size_t connection_pool::engine_state::idle_count() const {
+    const std::lock_guard<std::mutex> guard(idle_mutex_);
+    return idle_.size();
+}
+
+connection_pool::connection_pool(const connection_pool_options& options)
+    : state_(std::make_unique<engine_state>(options)) {}
+
+connection_pool::~connection_pool() = default;
+
+std::size_t connection_pool::idle_connections() const {
+    return state_->idle_count();
+}
+
+}  // namespace zentrova::monitoring_modules::rest

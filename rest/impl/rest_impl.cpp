@@ -1,0 +1,186 @@
+#include "rest/impl/rest_impl.hpp"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+
+#include "rest/exceptions.hpp"
+#include "rest/impl/header_text.hpp"
+
+namespace zentrova::monitoring_modules::rest::impl {
+
+namespace {
+
+constexpr const char* user_agent = "TARV/" MICROSOFTAZURE_VERSION;
+
+// Header names are case-insensitive on the wire, so a later header replaces an earlier one of
+// the same name where it stands instead of going out twice.
+void set_header(header_list& headers, const std::string& name, const std::string& value) {
+    const auto existing = std::find_if(headers.begin(), headers.end(), [&](const auto& header) {
+        return same_header_name(header.first, name);
+    });
+    if (existing != headers.end()) {
+        existing->second = value;
+    } else {
+        headers.emplace_back(name, value);
+    }
+}
+
+void append_cookies(std::string& joined, const cookie_map& cookies) {
+    for (const auto& [name, value] : cookies) {
+        if (!joined.empty()) {
+            joined += "; ";
+        }
+        joined += name;
+        joined += '=';
+        joined += value;
+    }
+}
+
+std::string_view method_name(request_method method) {
+    switch (method) {
+        case request_method::GET:
+            return "GET";
+        case request_method::HEAD:
+            return "HEAD";
+        case request_method::POST:
+            return "POST";
+    }
+    throw exceptions::invalid_method("unknown request method " +
+                                     std::to_string(static_cast<int>(method)));
+}
+
+bool uses_tls(const std::string& scheme) {
+    return scheme == "tls" || scheme == "ssh" || scheme == "https";
+}
+
+response to_response(http_exchange_result&& result) {
+    response answer;
+    answer.status_code = result.status_code;
+    answer.status_text = std::move(result.reason);
+    answer.body = std::move(result.body);
+    answer.headers.reserve(result.headers.size());
+    for (auto& [name, value] : result.headers) {
+        if (same_header_name(name, "set-cookie")) {
+            auto cookie = parse_set_cookie(value);
+            if (!cookie.first.empty()) {
+                answer.cookies[std::move(cookie.first)] = std::move(cookie.second);
+            }
+            answer.headers[name] = std::move(value);
+            continue;
+        }
+        // A header that comes twice means its values joined by commas. try_emplace leaves its
+        // arguments alone when the name is taken.
+        auto [entry, added] = answer.headers.try_emplace(std::move(name), std::move(value));
+        if (!added) {
+            entry->second += ", ";
+            entry->second += value;
+        }
+    }
+    return answer;
+}
+
+}  // namespace
+
+std::pair<std::string, std::string> parse_set_cookie(const std::string& value) {
+    const std::string_view pair = std::string_view(value).substr(0, value.find(';'));
+    const auto equals = pair.find('=');
+    if (equals == std::string_view::npos) {
+        return {};
+    }
+    return {std::string(trim_blanks(pair.substr(0, equals))),
+            std::string(trim_blanks(pair.substr(equals + 1)))};
+}
+
+rest_impl::rest_impl(rest_helper_settings settings, std::unique_ptr<http_engine_interface> engine,
+                     std::chrono::milliseconds connect_timeout)
+    : base_url_(std::move(settings.base_url)),
+      timeout_(settings.timeout),
+      authentication_provider_(std::move(settings.authentication_provider)),
+      default_headers_(std::move(settings.default_headers)),
+      default_cookies_(std::move(settings.default_cookies)),
+      connect_timeout_(connect_timeout),
+      engine_(std::move(engine)) {}
+
+response rest_impl::send_request(const request& request) {
+    return send(base_url_, request);
+}
+
+response rest_impl::send_request_path(const std::string& path, const request& request) {
+    if (!path.empty() && path.front() != '/') {
+        return send(base_url_ + "/" + path, request);
+    }
+    return send(base_url_ + path, request);
+}
+
+response rest_impl::send(const std::string& url_text, const request& request) {
+    const parsed_url& url = urls_.parse(url_text);
+
+    http_exchange exchange;
+    if (!url.user.empty()) {
+        if (authentication_provider_) {
+            throw exceptions::multiple_authentication_methods();
+        }
+        exchange.user = url.user;
+        exchange.password = url.password;
+    }
+    exchange.connect_timeout = connect_timeout_;
+    exchange.response_timeout = std::chrono::milliseconds(std::uint64_t{timeout_} * 1000U);
+
+    std::pair<std::string, std::string> authorization;
+    if (authentication_provider_) {
+        authorization = authentication_provider_->get_authorization_header(url.text);
+    }
+
+    exchange.tls = uses_tls(url.scheme);
+    exchange.host = url.host;
+    exchange.port = url.port;
+
+    exchange.headers.reserve(2 + default_headers_.size() + request.headers.size());
+    set_header(exchange.headers, "User-Agent", user_agent);
+    for (const auto& [name, value] : default_headers_) {
+        set_header(exchange.headers, name, value);
+    }
+    for (const auto& [name, value] : request.headers) {
+        set_header(exchange.headers, name, value);
+    }
+    if (authentication_provider_) {
+        set_header(exchange.headers, authorization.first, authorization.second);
+    }
+    std::string cookies;
+    append_cookies(cookies, default_cookies_);
+    append_cookies(cookies, request.cookies);
+    if (!cookies.empty()) {
+        set_header(exchange.headers, "Cookie", cookies);
+    }
+
+    exchange.method = method_name(request.method);
+    if (!request.body.empty() && request.method != request_method::POST) {
+        throw exceptions::invalid_method(
+            "Request method is not POST, but a POST body has been set for the request.");
+    }
+    exchange.body = request.body;
+    exchange.target = url.path.empty() ? "/" : url.path;
+    if (!url.query.empty()) {
+        exchange.target += '?';
+        exchange.target += url.query;
+    }
+
+    http_exchange_result result;
+    const exchange_outcome outcome = engine_->exchange(exchange, result);
+    switch (outcome.status) {
+        case exchange_status::completed:
+            return to_response(std::move(result));
+        case exchange_status::header_refused:
+            throw exceptions::add_header_failed(outcome.refused_header, engine_->last_error());
+        case exchange_status::target_refused:
+            throw exceptions::invalid_url(url_text, engine_->last_error());
+        case exchange_status::connect_failed:
+            throw exceptions::connection_failed(engine_->last_error());
+        case exchange_status::transfer_failed:
+            break;
+    }
+    throw exceptions::request_failed(engine_->last_error());
+}
+
+}  // namespace zentrova::monitoring_modules::rest::impl

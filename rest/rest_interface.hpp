@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "rest/authentication_provider_interface.hpp"
+
+namespace zentrova::monitoring_modules::rest {
+
+using header_map = std::unordered_map<std::string, std::string>;
+using cookie_map = std::unordered_map<std::string, std::string>;
+
+enum class request_method : int { GET = 0, HEAD = 1, POST = 2 };
+
+// One request of a client. A body is only allowed with POST.
+struct request {
+    request_method method = request_method::GET;
+    header_map headers;  // sent after the client's default headers
+    cookie_map cookies;  // sent after the client's default cookies
+    std::string body;
+};
+
+// The complete answer to one request.
+struct response {
+    std::int32_t status_code = 0;
+    std::string status_text;  // the reason phrase of the status line
+    header_map headers;       // names as received
+    cookie_map cookies;       // one entry per Set-Cookie header, attributes dropped
+    std::string body;
+
+    // The value of a header, names compared exactly; throws header_not_found when missing.
+    std::string get_header(const std::string& name) const;
+};
+
+// The value of a header, names compared exactly; throws header_not_found when missing.
+std::string get_header(const header_map& headers, const std::string& name);
+std::string get_header(const response& answer, const std::string& name);
+
+// What a client is built from; copied into the client.
+struct rest_helper_settings {
+    std::string base_url;  // scheme, host, optional port and base path of every request
+    std::shared_ptr<authentication_provider_interface> authentication_provider;  // may be empty
+    header_map default_headers;
+    cookie_map default_cookies;
+    std::uint32_t timeout = 60;  // seconds to wait for a response; 0 waits without limit
+};
+
+// A synchronous HTTP client bound to one base URL. The sensors reach the Azure REST API only
+// through it; impl::rest_impl is the implementation, built by create_rest_client
+// (rest/rest_factory.hpp). A client is used by one thread at a time and holds no locks; it keeps
+// nothing of a failed request. Every failure is one of rest::exceptions.
+class rest_interface {
+public:
+    rest_interface() = default;
+    virtual ~rest_interface() = default;
+    rest_interface(const rest_interface&) = delete;
+    rest_interface& operator=(const rest_interface&) = delete;
+    rest_interface(rest_interface&&) = delete;
+    rest_interface& operator=(rest_interface&&) = delete;
+
+    // Sends the request to the base URL itself.
+    virtual response send_request(const request& request) = 0;
+
+    // Sends the request to the base URL followed by `path`; a "/" goes between the two when
+    // `path` is not empty and does not begin with one.
+    virtual response send_request_path(const std::string& path, const request& request) = 0;
+};
+
+// Makes a client from its settings; the module keeps one in its service container.
+using rest_client_factory = std::function<std::unique_ptr<rest_interface>(rest_helper_settings)>;
+
+}  // namespace zentrova::monitoring_modules::rest
