@@ -29,6 +29,25 @@ jsoncons::ojson to_object(const std::map<std::string, std::string>& values) {
 
 }  // namespace
 
+void sensor_state::remember(const std::string& message) {
+    jsoncons::ojson decoded;
+    try {
+        decoded = jsoncons::ojson::parse(message);
+    } catch (const std::exception& e) {
+        throw host_error(std::string("The module sent a message that is not JSON: ") + e.what());
+    }
+    const auto type = decoded["type"].as<std::string>();
+    if (type == "dynamic_channel") {
+        const auto& o = decoded["options"];
+        channels[decoded["channel_id"].as<int>()] = {
+            o["name"].as<std::string>(), o["value_kind"].as<std::string>(),
+            o["unit"].as<std::string>(), o["custom_unit"].as<std::string>(),
+            o["lookup"].as<std::string>()};
+    } else if (type == "persistent_data") {
+        persistent_data[decoded["key"].as<std::string>()] = decoded["value"].as<std::string>();
+    }
+}
+
 host_state host_state::load(const std::string& path) {
     host_state state;
     std::ifstream in(path);

@@ -21,6 +21,10 @@ struct sensor_state {
     std::map<std::string, std::string> settings;  // plain settings beyond the credentials
     std::map<int, channel_definition> channels;
     std::map<std::string, std::string> persistent_data;
+
+    // Keeps what one message of the module declares (a channel) or stores (persistent data);
+    // other messages change nothing. Throws host_error for a message that is not JSON.
+    void remember(const std::string& message);
 };
 
 // One row a meta scan found.

@@ -58,21 +58,6 @@ std::string settings_buffer(const std::string& kind,
     return root.to_string();
 }
 
-// Keeps what a probe keeps from the messages of one call.
-void remember(const jsoncons::ojson& message, sensor_state& sensor) {
-    const auto type = message["type"].as<std::string>();
-    if (type == "dynamic_channel") {
-        const auto& o = message["options"];
-        sensor.channels[message["channel_id"].as<int>()] = {
-            o["name"].as<std::string>(), o["value_kind"].as<std::string>(),
-            o["unit"].as<std::string>(), o["custom_unit"].as<std::string>(),
-            o["lookup"].as<std::string>()};
-    } else if (type == "persistent_data") {
-        sensor.persistent_data[message["key"].as<std::string>()] =
-            message["value"].as<std::string>();
-    }
-}
-
 void print_table(std::ostream& out, const std::vector<std::string>& header,
                  const std::vector<std::vector<std::string>>& rows) {
     std::vector<size_t> widths(header.size(), 0);
@@ -420,9 +405,9 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
     std::vector<jsoncons::ojson> all;
     const int created = module_->create_sensor(
         options_.sensor_id, settings_buffer(sensor_kind, settings, secure, sensor));
-    for (auto& message : decode(module_->take_messages())) {
-        remember(message, sensor);
-        all.push_back(std::move(message));
+    for (const auto& text : module_->take_messages()) {
+        sensor.remember(text);
+        all.push_back(jsoncons::ojson::parse(text));
     }
     if (created != 0) {
         if (options_.format == "json") {
@@ -441,8 +426,9 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
                              std::chrono::steady_clock::now() - started)
                              .count();
     std::optional<jsoncons::ojson> result;
-    for (auto& message : decode(module_->take_messages())) {
-        remember(message, sensor);
+    for (const auto& text : module_->take_messages()) {
+        sensor.remember(text);
+        auto message = jsoncons::ojson::parse(text);
         if (message["type"].as<std::string>() == "sensor_scan_result") {
             result = message;
         }

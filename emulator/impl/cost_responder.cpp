@@ -1,0 +1,395 @@
+#include "emulator/impl/cost_responder.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <jsoncons/json.hpp>
+#include <optional>
+
+namespace zentrova::monitoring_modules::emulator::impl {
+namespace {
+
+using jsoncons::ojson;
+
+ojson object() {
+    return ojson(jsoncons::json_object_arg);
+}
+
+ojson array() {
+    return ojson(jsoncons::json_array_arg);
+}
+
+http_answer json_answer(const ojson& body) {
+    http_answer answer;
+    body.dump(answer.body);
+    return answer;
+}
+
+http_answer bad_query(const std::string& what) {
+    return arm_error(400, "BadRequest", "Invalid query definition: " + what);
+}
+
+const ojson* member(const ojson* value, std::string_view name) {
+    if (value == nullptr || !value->is_object()) {
+        return nullptr;
+    }
+    for (const auto& m : value->object_range()) {
+        if (iequals(m.key(), name)) {
+            return &m.value();
+        }
+    }
+    return nullptr;
+}
+
+std::string text(const ojson* value) {
+    return value != nullptr && value->is_string() ? value->as<std::string>() : std::string();
+}
+
+const std::vector<std::string>& dimensions() {
+    static const std::vector<std::string> names{"BillingPeriod",    "ResourceGroupName",
+                                                "ResourceType",     "ResourceId",
+                                                "ResourceLocation", "ServiceName"};
+    return names;
+}
+
+ojson column(const std::string& name, const char* type) {
+    ojson c = object();
+    c["name"] = name;
+    c["type"] = type;
+    return c;
+}
+
+// What a query or forecast body asks for, or the 400 answer that rejects it.
+struct dataset_request {
+    std::string cost_column;
+    std::string dimension;  // canonical; empty: not grouped
+    std::string from;       // YYYY-MM-DD; empty: no time period given
+    std::string to;
+    std::optional<http_answer> rejection;
+};
+
+dataset_request read_dataset(const ojson& root, const char* granularity, bool period_required) {
+    dataset_request out;
+    auto reject = [&out](const std::string& what) {
+        out.rejection = bad_query(what);
+        return out;
+    };
+    const std::string type = text(member(&root, "type"));
+    if (!iequals(type, "ActualCost") && !iequals(type, "AmortizedCost") &&
+        !iequals(type, "Usage")) {
+        return reject("type '" + type + "' is not one of ActualCost, AmortizedCost, Usage.");
+    }
+    const ojson* timeframe = member(&root, "timeframe");
+    if (timeframe != nullptr || period_required) {
+        if (!iequals(text(timeframe), "Custom")) {
+            return reject("the emulator answers timeframe Custom only, found '" + text(timeframe) +
+                          "'.");
+        }
+        const ojson* period = member(&root, "timePeriod");
+        out.from = text(member(period, "from"));
+        out.to = text(member(period, "to"));
+        if (!looks_like_date(out.from) || !looks_like_date(out.to)) {
+            return reject("timePeriod needs 'from' and 'to' dates (YYYY-MM-DD), found '" +
+                          out.from + "' and '" + out.to + "'.");
+        }
+        out.from.resize(10);
+        out.to.resize(10);
+    }
+    const ojson* dataset = member(&root, "dataset");
+    if (dataset == nullptr || !dataset->is_object()) {
+        return reject("the 'dataset' object is missing.");
+    }
+    const std::string asked_granularity = text(member(dataset, "granularity"));
+    if (!asked_granularity.empty() && !iequals(asked_granularity, granularity)) {
+        return reject("the emulator answers this request with granularity " +
+                      std::string(granularity) + " only, found '" + asked_granularity + "'.");
+    }
+    const ojson* aggregation = member(dataset, "aggregation");
+    if (aggregation == nullptr || !aggregation->is_object() || aggregation->empty()) {
+        return reject(
+            "dataset.aggregation needs one entry such as "
+            "{\"totalCost\":{\"name\":\"PreTaxCost\",\"function\":\"Sum\"}}.");
+    }
+    const ojson& first = aggregation->object_range().begin()->value();
+    out.cost_column = text(member(&first, "name"));
+    if (out.cost_column.empty()) {
+        return reject("the aggregation has no 'name'.");
+    }
+    if (!iequals(text(member(&first, "function")), "Sum")) {
+        return reject("the aggregation function must be Sum, found '" +
+                      text(member(&first, "function")) + "'.");
+    }
+    const ojson* grouping = member(dataset, "grouping");
+    if (grouping != nullptr) {
+        if (!grouping->is_array() || grouping->size() > 1) {
+            return reject("the emulator answers at most one grouping.");
+        }
+        for (const auto& g : grouping->array_range()) {
+            if (!iequals(text(member(&g, "type")), "Dimension")) {
+                return reject("grouping type '" + text(member(&g, "type")) +
+                              "' is not supported; use Dimension.");
+            }
+            const std::string name = text(member(&g, "name"));
+            auto it = std::find_if(dimensions().begin(), dimensions().end(),
+                                   [&](const std::string& d) { return iequals(d, name); });
+            if (it == dimensions().end()) {
+                return reject("grouping dimension '" + name +
+                              "' is not one of BillingPeriod, ResourceGroupName, ResourceType, "
+                              "ResourceId, ResourceLocation, ServiceName.");
+            }
+            out.dimension = *it;
+        }
+    }
+    return out;
+}
+
+std::optional<ojson> parse_body(const std::string& body, std::string& problem) {
+    try {
+        ojson root = ojson::parse(body);
+        if (root.is_object()) {
+            return root;
+        }
+        problem = "the request body is not a JSON object.";
+    } catch (const jsoncons::ser_error& e) {
+        problem = std::string("the request body is not valid JSON (") + e.what() + ").";
+    }
+    return std::nullopt;
+}
+
+ojson query_envelope(const subscription& sub, ojson columns, ojson rows) {
+    const std::string id = random_guid();
+    ojson properties = object();
+    properties["nextLink"] = ojson::null();
+    properties["columns"] = std::move(columns);
+    properties["rows"] = std::move(rows);
+    ojson body = object();
+    body["id"] = "subscriptions/" + sub.id + "/providers/Microsoft.CostManagement/query/" + id;
+    body["name"] = id;
+    body["type"] = "microsoft.costmanagement/Query";
+    body["properties"] = std::move(properties);
+    return body;
+}
+
+// Name of the billing period a day belongs to; the newest period when none holds it.
+std::string period_of(const subscription& sub, const std::string& date) {
+    for (const auto& p : sub.billing_periods) {
+        if (p.start_date <= date.substr(0, 10) && date.substr(0, 10) <= p.end_date) {
+            return p.name;
+        }
+    }
+    return sub.billing_periods.empty() ? std::string() : sub.billing_periods.front().name;
+}
+
+std::int64_t usage_date(const std::string& date) {
+    std::string digits;
+    for (char c : date.substr(0, 10)) {
+        if (std::isdigit(static_cast<unsigned char>(c)) != 0) {
+            digits.push_back(c);
+        }
+    }
+    return std::stoll(digits);
+}
+
+}  // namespace
+
+http_answer cost_responder::respond(const arm_request& r) {
+    switch (r.route.id) {
+        case route_id::billing_periods:
+            return billing_periods(r);
+        case route_id::cost_query:
+            return query(r);
+        case route_id::forecast:
+            return forecast(r);
+        case route_id::budgets:
+            return budgets(r);
+        default:
+            return arm_error(404, "NotFound", "The emulator has no cost route for this path.");
+    }
+}
+
+http_answer cost_responder::billing_periods(const arm_request& r) {
+    std::size_t top = r.sub.billing_periods.size();
+    if (r.request.has_param("$top")) {
+        const std::string value = r.request.param("$top");
+        if (value.empty() || value.size() > 6 ||
+            !std::all_of(value.begin(), value.end(),
+                         [](char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }) ||
+            std::stoul(value) == 0) {
+            return arm_error(400, "BadRequest",
+                             "$top must be a positive number, found '" + value + "'.");
+        }
+        top = std::min(top, static_cast<std::size_t>(std::stoul(value)));
+    }
+    ojson value = array();
+    for (std::size_t i = 0; i < top; ++i) {
+        const billing_period& p = r.sub.billing_periods[i];
+        ojson invoices = array();
+        for (const auto& invoice : p.invoice_ids) {
+            invoices.push_back(invoice);
+        }
+        ojson properties = object();
+        properties["billingPeriodStartDate"] = p.start_date;
+        properties["billingPeriodEndDate"] = p.end_date;
+        properties["invoiceIds"] = std::move(invoices);
+        ojson item = object();
+        item["id"] =
+            "/subscriptions/" + r.sub.id + "/providers/Microsoft.Billing/billingPeriods/" + p.name;
+        item["name"] = p.name;
+        item["type"] = "Microsoft.Billing/billingPeriods";
+        item["properties"] = std::move(properties);
+        value.push_back(std::move(item));
+    }
+    ojson body = object();
+    body["value"] = std::move(value);
+    return json_answer(body);
+}
+
+http_answer cost_responder::query(const arm_request& r) {
+    std::string problem;
+    const std::optional<ojson> root = parse_body(r.request.body, problem);
+    if (!root) {
+        return bad_query(problem);
+    }
+    dataset_request asked = read_dataset(*root, "None", true);
+    if (asked.rejection) {
+        return *asked.rejection;
+    }
+    // Oldest first, as a cost report reads.
+    std::vector<const billing_period*> periods;
+    for (auto it = r.sub.billing_periods.rbegin(); it != r.sub.billing_periods.rend(); ++it) {
+        if (it->start_date <= asked.to && it->end_date >= asked.from) {
+            periods.push_back(&*it);
+        }
+    }
+    ojson columns = array();
+    columns.push_back(column(asked.cost_column, "Number"));
+    if (!asked.dimension.empty()) {
+        columns.push_back(column(asked.dimension, "String"));
+    }
+    columns.push_back(column("Currency", "String"));
+    ojson rows = array();
+    auto add_row = [&](double cost, const std::string* key) {
+        ojson row = array();
+        row.push_back(cost);
+        if (key != nullptr) {
+            row.push_back(*key);
+        }
+        row.push_back(r.sub.currency);
+        rows.push_back(std::move(row));
+    };
+    if (asked.dimension.empty()) {
+        if (!periods.empty()) {
+            double total = 0;
+            for (const auto* p : periods) {
+                total += p->total_cost;
+            }
+            add_row(total, nullptr);
+        }
+    } else if (asked.dimension == "BillingPeriod") {
+        for (const auto* p : periods) {
+            add_row(p->total_cost, &p->name);
+        }
+    } else {
+        std::vector<cost_entry> merged;
+        for (const auto* p : periods) {
+            const auto* entries = p->costs_by(asked.dimension);
+            for (const auto& e : entries != nullptr ? *entries : std::vector<cost_entry>{}) {
+                auto it = std::find_if(merged.begin(), merged.end(),
+                                       [&](const cost_entry& m) { return m.key == e.key; });
+                if (it == merged.end()) {
+                    merged.push_back(e);
+                } else {
+                    it->cost += e.cost;
+                }
+            }
+        }
+        for (const auto& e : merged) {
+            add_row(e.cost, &e.key);
+        }
+    }
+    return json_answer(query_envelope(r.sub, std::move(columns), std::move(rows)));
+}
+
+http_answer cost_responder::forecast(const arm_request& r) {
+    std::string problem;
+    const std::optional<ojson> root = parse_body(r.request.body, problem);
+    if (!root) {
+        return bad_query(problem);
+    }
+    dataset_request asked = read_dataset(*root, "Daily", false);
+    if (asked.rejection) {
+        return *asked.rejection;
+    }
+    if (!asked.dimension.empty() && asked.dimension != "BillingPeriod") {
+        return bad_query("the emulator groups forecasts by BillingPeriod only, found '" +
+                         asked.dimension + "'.");
+    }
+    ojson columns = array();
+    columns.push_back(column(asked.cost_column, "Number"));
+    if (!asked.dimension.empty()) {
+        columns.push_back(column(asked.dimension, "String"));
+    }
+    columns.push_back(column("UsageDate", "Number"));
+    columns.push_back(column("CostStatus", "String"));
+    columns.push_back(column("Currency", "String"));
+    ojson rows = array();
+    for (const auto& f : r.sub.forecast) {
+        if (!asked.from.empty() && (f.date < asked.from || f.date > asked.to)) {
+            continue;
+        }
+        ojson row = array();
+        row.push_back(f.cost);
+        if (!asked.dimension.empty()) {
+            row.push_back(period_of(r.sub, f.date));
+        }
+        row.push_back(usage_date(f.date));
+        row.push_back(f.status);
+        row.push_back(f.currency);
+        rows.push_back(std::move(row));
+    }
+    return json_answer(query_envelope(r.sub, std::move(columns), std::move(rows)));
+}
+
+http_answer cost_responder::budgets(const arm_request& r) {
+    ojson value = array();
+    for (const auto& b : r.sub.budgets) {
+        ojson period = object();
+        period["startDate"] = b.start_date;
+        period["endDate"] = b.end_date;
+        ojson spend = object();
+        spend["amount"] = b.current_spend;
+        spend["unit"] = b.currency;
+        ojson roles = array();
+        roles.push_back("Owner");
+        ojson notification = object();
+        notification["enabled"] = true;
+        notification["operator"] = "GreaterThan";
+        notification["threshold"] = 80;
+        notification["contactEmails"] = array();
+        notification["contactRoles"] = std::move(roles);
+        notification["thresholdType"] = "Actual";
+        ojson notifications = object();
+        notifications["Actual_GreaterThan_80_Percent"] = std::move(notification);
+        ojson properties = object();
+        properties["category"] = b.category;
+        properties["amount"] = b.amount;
+        properties["timeGrain"] = b.time_grain;
+        properties["timePeriod"] = std::move(period);
+        properties["currentSpend"] = std::move(spend);
+        properties["notifications"] = std::move(notifications);
+        const std::string etag = stable_guid("budget:" + b.name).substr(0, 8);
+        ojson item = object();
+        // Consumption writes budget ids without the leading "/".
+        item["id"] =
+            "subscriptions/" + r.sub.id + "/providers/Microsoft.Consumption/budgets/" + b.name;
+        item["name"] = b.name;
+        item["type"] = "Microsoft.Consumption/budgets";
+        item["eTag"] = "\"1d" + etag + "\"";
+        item["properties"] = std::move(properties);
+        value.push_back(std::move(item));
+    }
+    ojson body = object();
+    body["value"] = std::move(value);
+    return json_answer(body);
+}
+
+}  // namespace zentrova::monitoring_modules::emulator::impl

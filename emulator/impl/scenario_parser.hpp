@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "emulator/azure_emulator.hpp"
+#include "emulator/impl/scenario.hpp"
+
+namespace zentrova::monitoring_modules::emulator::impl {
+
+// Reads scenario documents and fault lists. Every member is checked: an unknown name, a wrong
+// type or a dangling reference throws scenario_error with `origin`, the JSON path and the
+// problem, so that a typo in a test scenario is reported rather than ignored.
+class scenario_parser {
+public:
+    static scenario parse(const std::string& json_text, const std::string& origin);
+    static scenario parse_file(const std::string& path);
+    // One fault object or an array of them.
+    static std::vector<fault> parse_faults(const std::string& json_text, const std::string& origin);
+
+    static std::string kind_name(fault_kind kind);
+};
+
+}  // namespace zentrova::monitoring_modules::emulator::impl
