@@ -28,12 +28,18 @@ protected:
         std::filesystem::remove_all(log_dir_);
         std::filesystem::create_directories(log_dir_);
         ::setenv("MICROSOFTAZURE_LOG_DIR", log_dir_.c_str(), 1);
+        // Nothing here may leave the machine: the endpoints point at a closed loopback port.
+        ::setenv("MICROSOFTAZURE_ARM_ENDPOINT", "https://127.0.0.1:1/", 1);
+        ::setenv("MICROSOFTAZURE_LOGIN_ENDPOINT", "https://127.0.0.1:1", 1);
         module_ = std::make_unique<host::module_library>(MICROSOFTAZURE_MODULE_PATH);
     }
 
     void TearDown() override {
         module_.reset();
-        ::unsetenv("MICROSOFTAZURE_LOG_DIR");
+        for (const char* name : {"MICROSOFTAZURE_LOG_DIR", "MICROSOFTAZURE_ARM_ENDPOINT",
+                                 "MICROSOFTAZURE_LOGIN_ENDPOINT"}) {
+            ::unsetenv(name);
+        }
         std::filesystem::remove_all(log_dir_);
     }
 
@@ -70,9 +76,19 @@ TEST_F(ModuleExports, AnswerAccordingToTheLifecycle) {
 
     ASSERT_EQ(module_->initialize(), 0);
     EXPECT_EQ(module_->api_level(), 5);
+    auto vm = testing::settings_buffer::with_credentials("virtual_machine_sensor");
+    for (const char* column : {"name", "vm_id", "os", "resource_group", "region"}) {
+        vm.settings[std::string(
+                        "virtual_machine_metascan_section.virtual_machine_metascan_group.") +
+                    column] = "x";
+    }
+    ASSERT_EQ(module_->create_sensor(1, vm.to_json()), 0) << runtime_log();
     EXPECT_EQ(module_->initialize(), 1);
     EXPECT_THAT(runtime_log(), HasSubstr("InitializeModule called on already initialized module."));
-    // The first module keeps running.
+    // The first module keeps running, with its sensors.
+    EXPECT_EQ(module_->sensor_scan(1), 0);
+    EXPECT_EQ(module_->sensor_scan(2), 4);
+    messages();
     module_->module_information(false);
     EXPECT_EQ(messages().size(), 1U);
 

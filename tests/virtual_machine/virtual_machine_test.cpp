@@ -1,0 +1,258 @@
+// Virtual machine discovery and sensor, driven through the module's exports against the emulator.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <jsoncons/json.hpp>
+
+#include "tests/support/azure_harness.hpp"
+
+namespace zentrova::monitoring_modules::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+const std::string columns = "virtual_machine_metascan_section.virtual_machine_metascan_group.";
+
+// The default world with the first subscription's machines replaced.
+std::string scenario_with_machines(const std::string& machines_json) {
+    auto scenario = jsoncons::json::parse(emulator::default_scenario_json());
+    scenario["subscriptions"][0]["virtual_machines"] = jsoncons::json::parse(machines_json);
+    return scenario.to_string();
+}
+
+emulator::emulator_options with_machines(const std::string& machines_json) {
+    emulator::emulator_options options;
+    options.scenario_json = scenario_with_machines(machines_json);
+    return options;
+}
+
+// A sensor's settings for one discovered row.
+settings_buffer sensor_for(const azure_harness& harness,
+                           const std::map<std::string, std::string>& row) {
+    auto settings = harness.settings("virtual_machine_sensor");
+    settings.settings.insert(row.begin(), row.end());
+    return settings;
+}
+
+std::string vm_id(const azure_harness& harness, const std::string& group, const std::string& name) {
+    return "/subscriptions/" + harness.subscription_id() + "/resourceGroups/" + group +
+           "/providers/Microsoft.Compute/virtualMachines/" + name;
+}
+
+settings_buffer sensor_for_machine(const azure_harness& harness, const std::string& group,
+                                   const std::string& name) {
+    return sensor_for(harness, {{columns + "name", name},
+                                {columns + "vm_id", vm_id(harness, group, name)},
+                                {columns + "os", "Linux"},
+                                {columns + "resource_group", group},
+                                {columns + "region", "West Europe"}});
+}
+
+TEST(VirtualMachineDiscovery, ListsEveryMachineOfTheSubscriptionWithItsRow) {
+    azure_harness harness;
+    const auto found = harness.discover(harness.settings("virtual_machine_metascan"));
+    ASSERT_EQ(found.code, 0);
+    EXPECT_EQ(found.response_code, 0) << found.message;
+    ASSERT_EQ(found.rows.size(), 4U);
+    EXPECT_EQ(found.displays[0], "vm-web-burst-01");
+    EXPECT_EQ(found.rows[0], (std::map<std::string, std::string>{
+                                 {columns + "name", "vm-web-burst-01"},
+                                 {columns + "vm_id", vm_id(harness, "rg-web", "vm-web-burst-01")},
+                                 {columns + "os", "Linux"},
+                                 {columns + "resource_group", "rg-web"},
+                                 {columns + "region", "West Europe"}}));
+    EXPECT_EQ(found.rows[3].at(columns + "region"), "East US");
+    EXPECT_EQ(found.rows[3].at(columns + "os"), "Windows");
+    EXPECT_EQ(found.progress.front(), 50);
+    EXPECT_EQ(found.progress.back(), 100);
+    EXPECT_EQ(found.progress.size(), 5U);
+
+    EXPECT_THAT(harness.targets("vm_list"),
+                ElementsAre("/subscriptions/" + harness.subscription_id() +
+                            "/providers/Microsoft.Compute/virtualMachines?api-version=2019-12-01"));
+    EXPECT_THAT(harness.targets("locations"),
+                ElementsAre("/subscriptions/" + harness.subscription_id() +
+                            "/locations?api-version=2020-01-01"));
+    EXPECT_THAT(harness.sensor_log(1), HasSubstr("API response: {\"value\":["));
+}
+
+TEST(VirtualMachineDiscovery, EmptySubscriptionGivesAnEmptyTable) {
+    azure_harness harness(with_machines("[]"));
+    const auto found = harness.discover(harness.settings("virtual_machine_metascan"));
+    EXPECT_EQ(found.response_code, 0) << found.message;
+    EXPECT_THAT(found.rows, IsEmpty());
+}
+
+TEST(VirtualMachineDiscovery, FailuresEndTheScanWithCodeFiveAndNoRows) {
+    azure_harness harness(with_machines(
+        R"([{"name": "vm-a", "resource_group": "RG-Mixed", "location": "westeurope"},
+            {"name": "vm-b", "resource_group": "rg", "location": "northpole"}])"));
+    const auto settings = harness.settings("virtual_machine_metascan");
+
+    auto found = harness.discover(settings);
+    EXPECT_EQ(found.response_code, 5);
+    EXPECT_EQ(found.message, "An error occurred.invalid map<K, T> key");
+    EXPECT_THAT(found.rows, IsEmpty());
+
+    harness.emulator().set_faults_json(R"({"route": "vm_list", "status": 403})");
+    found = harness.discover(settings);
+    EXPECT_EQ(found.response_code, 5);
+    EXPECT_EQ(found.message,
+              "An error occurred.Request failed: HTTP request was not successful: 403: Forbidden");
+
+    harness.emulator().clear_faults();
+    harness.emulator().set_faults_json(R"({"route": "vm_list", "body":
+        "{\"value\":[{\"name\":\"odd\",\"id\":\"/subscriptions/x\",\"location\":\"westeurope\",\"properties\":{\"storageProfile\":{\"osDisk\":{\"osType\":\"Linux\"}}}}]}"})");
+    found = harness.discover(settings);
+    EXPECT_EQ(found.response_code, 5);
+    EXPECT_THAT(found.message, HasSubstr("'/subscriptions/x'"));
+
+    auto wrong_secret = settings;
+    wrong_secret.secure_settings["azure_credentials_section.credentials_group.client_secret"] =
+        "not-the-secret";
+    harness.emulator().clear_faults();
+    found = harness.discover(wrong_secret);
+    EXPECT_EQ(found.response_code, 5);
+    EXPECT_THAT(found.message,
+                HasSubstr("#:error.meta.authentication_failed[Authentication failed: "));
+    EXPECT_THAT(found.message, HasSubstr("AADSTS7000215"));
+}
+
+TEST(VirtualMachineDiscovery, KeepsTheResourceGroupAsTheIdWritesIt) {
+    azure_harness harness(with_machines(R"([{"name": "vm-a", "resource_group": "RG-Mixed"}])"));
+    const auto found = harness.discover(harness.settings("virtual_machine_metascan"));
+    ASSERT_EQ(found.rows.size(), 1U) << found.message;
+    EXPECT_EQ(found.rows[0].at(columns + "resource_group"), "RG-Mixed");
+}
+
+TEST(VirtualMachineSensor, BurstableMachineReportsCpuCreditsAndStateOnTheirFixedIds) {
+    azure_harness harness;
+    const auto created =
+        harness.create(7, sensor_for_machine(harness, "rg-web", "vm-web-burst-01"));
+    EXPECT_EQ(created.code, 0);
+    EXPECT_EQ(created.declared_channels, (std::vector<int>{0, 1, 3, 2}));
+    const auto& channels = harness.state(7).channels;
+    EXPECT_EQ(channels.at(0).name, "channel_avg_cpu");
+    EXPECT_EQ(channels.at(0).unit, "5");
+    EXPECT_EQ(channels.at(1).value_kind, "1");
+    EXPECT_EQ(channels.at(1).lookup, "virtual_machine_status");
+    EXPECT_EQ(channels.at(3).name, "channel_cpu_creds_available");
+    EXPECT_EQ(channels.at(2).unit, "10");
+
+    const auto checked = harness.check(7, sensor_for_machine(harness, "rg-web", "vm-web-burst-01"));
+    EXPECT_EQ(checked.response_code, 0);
+    EXPECT_EQ(checked.message, "");
+    EXPECT_DOUBLE_EQ(checked.value(0), 18.75);  // the newest of three minutes
+    EXPECT_DOUBLE_EQ(checked.value(3), 288.4);
+    EXPECT_DOUBLE_EQ(checked.value(2), 0.62);
+    EXPECT_DOUBLE_EQ(checked.value(1), 0.0);
+    EXPECT_THAT(checked.declared_channels, IsEmpty());
+
+    const std::string id = vm_id(harness, "rg-web", "vm-web-burst-01");
+    EXPECT_THAT(
+        harness.targets("vm_metrics"),
+        ElementsAre(
+            "/" + id +
+            "/providers/microsoft.insights/metrics?api-version=2018-01-01"
+            "&metricnames=Percentage%20CPU,CPU%20Credits%20Remaining,CPU%20Credits%20Consumed"
+            "&interval=PT1M&aggregation=average&timespan=PT1M"));
+    EXPECT_THAT(harness.targets("instance_view"),
+                ElementsAre("/" + id + "/instanceView?api-version=2020-06-01"));
+    EXPECT_THAT(harness.sensor_log(7), HasSubstr("Response Message is: "));
+
+    // Made anew with the host's channel map, the sensor declares nothing again.
+    EXPECT_THAT(harness.create(7, sensor_for_machine(harness, "rg-web", "vm-web-burst-01"))
+                    .declared_channels,
+                IsEmpty());
+}
+
+TEST(VirtualMachineSensor, OtherMachinesReportWhatTheyHave) {
+    azure_harness harness;
+    const auto plain =
+        harness.create_and_check(1, sensor_for_machine(harness, "rg-web", "vm-app-01"));
+    EXPECT_EQ(plain.response_code, 0);
+    EXPECT_DOUBLE_EQ(plain.value(0), 41.3);
+    EXPECT_DOUBLE_EQ(plain.value(1), 0.0);
+    EXPECT_FALSE(plain.has_value(2));
+    EXPECT_FALSE(plain.has_value(3));
+
+    const auto deallocated =
+        harness.create_and_check(2, sensor_for_machine(harness, "rg-web", "vm-batch-01"));
+    EXPECT_EQ(deallocated.response_code, 0);
+    EXPECT_DOUBLE_EQ(deallocated.value(0), 0.0);
+    EXPECT_DOUBLE_EQ(deallocated.value(1), 20.0);
+    EXPECT_THAT(harness.sensor_log(2), HasSubstr("Data empty for metric Percentage CPU: "));
+}
+
+TEST(VirtualMachineSensor, PowerStatesOutsideTheTableEndInTheGenericError) {
+    azure_harness harness(with_machines(
+        R"([{"name": "vm-starting", "resource_group": "rg", "metrics": {"Percentage CPU": 5},
+             "statuses": ["ProvisioningState/succeeded", "PowerState/starting"]},
+            {"name": "vm-unknown", "resource_group": "rg", "metrics": {"Percentage CPU": 6}, "power_state": null}])"));
+    const auto starting =
+        harness.create_and_check(1, sensor_for_machine(harness, "rg", "vm-starting"));
+    EXPECT_EQ(starting.response_code, 3);
+    EXPECT_EQ(starting.message, "#:error.generic");
+    EXPECT_DOUBLE_EQ(starting.value(0), 5.0);  // added before the state failed, and kept
+    EXPECT_FALSE(starting.has_value(1));
+    EXPECT_THAT(harness.sensor_log(1), HasSubstr("invalid map<K, T> key"));
+
+    const auto unknown =
+        harness.create_and_check(2, sensor_for_machine(harness, "rg", "vm-unknown"));
+    EXPECT_EQ(unknown.message, "#:error.generic");
+    EXPECT_FALSE(unknown.has_value(1));
+}
+
+TEST(VirtualMachineSensor, AMetricWithAnErrorCodeIsSkippedAndTheOthersReported) {
+    azure_harness harness(with_machines(
+        R"([{"name": "vm-b", "resource_group": "rg", "metrics": {
+              "Percentage CPU": {"values": [7.5], "error_code": "ResourceNotReady"},
+              "CPU Credits Remaining": 12, "CPU Credits Consumed": 3}}])"));
+    const auto checked = harness.create_and_check(1, sensor_for_machine(harness, "rg", "vm-b"));
+    EXPECT_EQ(checked.response_code, 0);
+    EXPECT_FALSE(checked.has_value(0));
+    EXPECT_DOUBLE_EQ(checked.value(3), 12.0);
+    EXPECT_DOUBLE_EQ(checked.value(2), 3.0);
+    EXPECT_THAT(harness.sensor_log(1),
+                HasSubstr("Error Code:ResourceNotReadyfor metric Percentage CPU"));
+}
+
+TEST(VirtualMachineSensor, FailedRequestsMapToTheirMessages) {
+    azure_harness harness;
+    const auto settings = sensor_for_machine(harness, "rg-web", "vm-app-01");
+    ASSERT_EQ(harness.create(1, settings).code, 0);
+
+    harness.emulator().set_faults_json(R"({"route": "vm_metrics", "status": 404})");
+    auto checked = harness.check(1, settings);
+    EXPECT_EQ(checked.response_code, 3);
+    EXPECT_EQ(
+        checked.message,
+        "#:error.request_failed[Request failed: HTTP request was not successful: 404: Not Found]");
+    EXPECT_THAT(checked.values, IsEmpty());
+
+    harness.emulator().clear_faults();
+    harness.emulator().set_faults_json(
+        R"({"route": "vm_metrics", "body": "{\"cost\":0,\"value\":[]}"})");
+    checked = harness.check(1, settings);
+    EXPECT_EQ(checked.message, "#:error.generic");
+    EXPECT_THAT(checked.values, IsEmpty());
+
+    auto wrong_secret = settings;
+    wrong_secret.secure_settings["azure_credentials_section.credentials_group.client_secret"] =
+        "wrong";
+    harness.emulator().clear_faults();
+    ASSERT_EQ(harness.create(2, wrong_secret).code, 0);
+    checked = harness.check(2, wrong_secret);
+    EXPECT_EQ(checked.message, "#:error.authentication_failed");
+    EXPECT_THAT(harness.sensor_log(2), HasSubstr("Authentication failed: "));
+
+    harness.emulator().stop();
+    checked = harness.check(1, settings);
+    EXPECT_EQ(checked.message, "#:error.connection_failed");
+    EXPECT_EQ(checked.response_code, 3);
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::testing
