@@ -16,6 +16,8 @@ ModuleMicrosoftAzure::ModuleMicrosoftAzure(void* host_context, void* host_contex
     : module_instance(host_context, host_context_extra, callback) {
     auto& services = *container();
     const auto& dispatcher = this->dispatcher();
+    // The kinds, in the order the host lists them: virtual machine sensor and meta scan, cost
+    // sensor, SQL database sensor and meta scan.
     dispatcher->register_sensor_kind<virtual_machine_sensor>("virtual_machine_sensor");
     dispatcher->register_metascan_kind<virtual_machine_metascan>("virtual_machine_metascan");
 
