@@ -214,10 +214,7 @@ std::string module_documents::unit_text(const std::string& unit, const std::stri
     if (unit == "3") {
         return "bytes";
     }
-    if (unit == "10") {
-        return "#";
-    }
-    return "";
+    return "";  // counts and channels without a unit
 }
 
 std::string module_documents::definition_json() const {
