@@ -97,6 +97,19 @@ std::string format_value(const jsoncons::ojson& channel) {
     return text.str();
 }
 
+// 5368709120 bytes as "5.00 GiB".
+std::string readable_bytes(double bytes) {
+    const char* units[] = {"bytes", "KiB", "MiB", "GiB", "TiB"};
+    size_t unit = 0;
+    while (bytes >= 1024.0 && unit + 1 < sizeof units / sizeof units[0]) {
+        bytes /= 1024.0;
+        ++unit;
+    }
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(unit == 0 ? 0 : 2) << bytes << " " << units[unit];
+    return text.str();
+}
+
 class progress_bar {
 public:
     explicit progress_bar(std::ostream& err) : err_(err), enabled_(::isatty(STDERR_FILENO) != 0) {}
@@ -461,6 +474,8 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
         if (!definition.lookup.empty() && channel["kind"].as<std::string>() == "integer") {
             value = documents_->lookup_text(definition.lookup, channel["value"].as<long long>()) +
                     " (" + value + ")";
+        } else if (definition.unit == "3" && channel["value"].is_number()) {
+            value = readable_bytes(channel["value"].as<double>());
         } else {
             const std::string unit =
                 module_documents::unit_text(definition.unit, definition.custom_unit);
