@@ -2,6 +2,9 @@
 
 #include "definition/display_texts.hpp"
 #include "definition/module_definition.hpp"
+#include "microsoftazure/sql_database/sql_database_metascan.hpp"
+#include "microsoftazure/sql_database/sql_database_sensor.hpp"
+#include "microsoftazure/subscription_cost/subscription_cost_sensor.hpp"
 #include "microsoftazure/virtual_machine/virtual_machine_metascan.hpp"
 #include "microsoftazure/virtual_machine/virtual_machine_sensor.hpp"
 #include "rest/connection_pool.hpp"
@@ -20,6 +23,9 @@ ModuleMicrosoftAzure::ModuleMicrosoftAzure(void* host_context, void* host_contex
     // sensor, SQL database sensor and meta scan.
     dispatcher->register_sensor_kind<virtual_machine_sensor>("virtual_machine_sensor");
     dispatcher->register_metascan_kind<virtual_machine_metascan>("virtual_machine_metascan");
+    dispatcher->register_sensor_kind<subscription_cost_sensor>("subscription_cost_sensor");
+    dispatcher->register_sensor_kind<sql_database_sensor>("sql_database_sensor");
+    dispatcher->register_metascan_kind<sql_database_metascan>("sql_database_metascan");
 
     // Shared by every sensor: the endpoints, one pool of connections (and the HTTP engine with
     // it) and one token cache, so that many sensors of a subscription need few connections and

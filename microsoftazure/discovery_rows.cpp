@@ -1,6 +1,7 @@
 #include "microsoftazure/discovery_rows.hpp"
 
 #include "json/exceptions.hpp"
+#include "json/response_check.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 
@@ -11,6 +12,16 @@ std::vector<std::unique_ptr<json::parser_interface>> object_rows(
     } catch (const json::exceptions::empty_result&) {
         return {};
     }
+}
+
+subscription_listing list_subscription(azure_client& client, const std::string& subscription_id,
+                                       const std::string& provider_tail,
+                                       framework::logging::log_interface& log) {
+    const auto answer = client.get("subscriptions/" + subscription_id + "/" + provider_tail);
+    log.write(framework::logging::debug, "API response: " + answer.body);
+    json::check_status(answer);
+    auto regions = region_table::read(client, subscription_id, log);
+    return {object_rows(*json::parse_json_response(answer), "/value"), std::move(regions)};
 }
 
 int row_progress(std::size_t index, std::size_t count) {

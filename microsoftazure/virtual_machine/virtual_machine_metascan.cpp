@@ -4,10 +4,8 @@
 
 #include "json/exceptions.hpp"
 #include "json/failure_ladder.hpp"
-#include "json/response_check.hpp"
 #include "microsoftazure/azure_client.hpp"
 #include "microsoftazure/discovery_rows.hpp"
-#include "microsoftazure/region_table.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -47,15 +45,9 @@ void virtual_machine_metascan::scan(framework::responses::meta_scan_result& resu
     azure_client client(*container(), credentials,
                         static_cast<std::uint32_t>(settings().connection.timeout));
 
-    const auto answer =
-        client.get("subscriptions/" + credentials.subscription_id +
-                   "/providers/Microsoft.Compute/virtualMachines?api-version=2019-12-01");
-    log("API response: " + answer.body);
-    json::check_status(answer);
-    const auto regions = region_table::read(client, credentials.subscription_id, log());
-
-    // Only the first page is read; a "nextLink" to further machines is not followed.
-    const auto machines = object_rows(*json::parse_json_response(answer), "/value");
+    const auto [machines, regions] = list_subscription(
+        client, credentials.subscription_id,
+        "providers/Microsoft.Compute/virtualMachines?api-version=2019-12-01", log());
     progress(50, "Listed " + std::to_string(machines.size()) + " virtual machines");
     for (std::size_t i = 0; i < machines.size(); ++i) {
         const auto& machine = *machines[i];

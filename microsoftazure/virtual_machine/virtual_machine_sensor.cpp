@@ -3,9 +3,9 @@
 #include <map>
 #include <stdexcept>
 
-#include "json/exceptions.hpp"
 #include "json/failure_ladder.hpp"
 #include "json/response_check.hpp"
+#include "microsoftazure/azure_monitor.hpp"
 #include "microsoftazure/module_version.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
@@ -84,35 +84,24 @@ void virtual_machine_sensor::scan(framework::responses::sensor_scan_result& resu
 
 void virtual_machine_sensor::read_metrics(azure_client& client,
                                           framework::responses::sensor_scan_result& result) {
-    const auto answer = client.get(
-        settings().vm_id +
-        "/providers/microsoft.insights/metrics?api-version=2018-01-01"
-        "&metricnames=Percentage%20CPU,CPU%20Credits%20Remaining,CPU%20Credits%20Consumed"
-        "&interval=PT1M&aggregation=average&timespan=PT1M");
-    log("API response: " + answer.body);
-    json::check_status(answer);
-    const auto body = json::parse_json_response(answer);
-    std::vector<std::unique_ptr<json::parser_interface>> metrics;
-    try {
-        metrics = body->get_object_array("/value");
-    } catch (const json::exceptions::empty_result& e) {
-        log("The metrics response holds no metric: " + e.full_message(), framework::logging::error);
-        throw std::runtime_error("");
-    }
+    const auto metrics = read_monitor_metrics(
+        client,
+        monitor_metrics_tail(settings().vm_id,
+                             "Percentage%20CPU,CPU%20Credits%20Remaining,CPU%20Credits%20Consumed",
+                             "average"),
+        log(), "");
     for (const auto& metric : metrics) {
-        const std::string name = metric->get_string("/name/value");
-        const std::string error_code = metric->get_string("/errorCode");
-        const auto timeseries = metric->get_object_array("/timeseries");
-        const auto data = timeseries.at(0)->get_object_array("/data");
+        const std::string name = metric.name();
+        const std::string error_code = metric.error_code();
+        const auto data = metric.data_points();
         double value = 0.0;
         try {
             // Only the newest minute counts; Azure leaves "average" out of a minute without data.
-            value = data.at(data.size() - 1)->get_double("/average");
+            value = data.back()->get_double("/average");
         } catch (const std::exception& e) {
             log("Data empty for metric " + name + ": " + e.what());
         }
-        if (error_code != "Success") {
-            log("Error Code:" + error_code + "for metric " + name);
+        if (metric_failed(name, error_code, log())) {
             continue;
         }
         if (name == "Percentage CPU") {

@@ -1,0 +1,300 @@
+// SQL database discovery and sensor, driven through the module's exports against the emulator.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+#include <ostream>
+
+#include <jsoncons/json.hpp>
+
+#include "tests/support/azure_harness.hpp"
+
+namespace zentrova::monitoring_modules::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+std::string column(const char* name) {
+    return std::string("sql_database_metascan_section.sql_database_metascan_group.") + name;
+}
+
+// A fault of the emulator and the message the call must end with.
+struct fault_case {
+    const char* fault;
+    const char* message;
+};
+
+// The default world with the first subscription's SQL servers replaced.
+emulator::emulator_options with_servers(const std::string& servers_json) {
+    auto scenario = jsoncons::json::parse(emulator::default_scenario_json());
+    scenario["subscriptions"][0]["sql_servers"] = jsoncons::json::parse(servers_json);
+    emulator::emulator_options options;
+    options.scenario_json = scenario.to_string();
+    return options;
+}
+
+// The id of a resource below a server of the resource group "rg-data":
+// "databases/<name>" or "elasticPools/<name>".
+std::string sql_id(const azure_harness& harness, const std::string& server,
+                   const std::string& resource = {}) {
+    return "/subscriptions/" + harness.subscription_id() +
+           "/resourceGroups/rg-data/providers/Microsoft.Sql/servers/" + server +
+           (resource.empty() ? "" : "/" + resource);
+}
+
+std::map<std::string, std::string> row(const std::string& name, const std::string& id,
+                                       const std::string& region, const std::string& type) {
+    return {{column("name"), name},
+            {column("database_id"), id},
+            {column("region"), region},
+            {column("type"), type}};
+}
+
+settings_buffer sensor_for(const azure_harness& harness, const std::string& type,
+                           const std::string& id) {
+    auto settings = harness.settings("sql_database_sensor");
+    const auto values = row(id.substr(id.rfind('/') + 1), id, "West Europe", type);
+    settings.settings.insert(values.begin(), values.end());
+    return settings;
+}
+
+TEST(SqlDatabaseDiscovery, ListsSingleDatabasesAndOneRowPerPoolWithoutSystemDatabases) {
+    azure_harness harness;
+    const auto found = harness.discover(harness.settings("sql_database_metascan"));
+    ASSERT_EQ(found.code, 0);
+    ASSERT_EQ(found.response_code, 0) << found.message;
+    // sql-emulator-meta holds only master; the three databases of pool-dtu give one row.
+    EXPECT_THAT(found.displays, ElementsAre("pool-dtu", "pool-vcore", "db-reporting", "db-legacy"));
+    EXPECT_THAT(
+        found.rows,
+        ElementsAre(
+            row("pool-dtu", sql_id(harness, "sql-emulator-pool", "elasticPools/pool-dtu"),
+                "West Europe", "Elastic pool, DTU"),
+            row("pool-vcore", sql_id(harness, "sql-emulator-pool", "elasticPools/pool-vcore"),
+                "West Europe", "Elastic pool, vCore"),
+            row("db-reporting", sql_id(harness, "sql-emulator-single", "databases/db-reporting"),
+                "North Europe", "Single database, vCore"),
+            row("db-legacy", sql_id(harness, "sql-emulator-single", "databases/db-legacy"),
+                "North Europe", "Single database, DTU")));
+
+    EXPECT_EQ(found.progress.front(), 50);
+    EXPECT_EQ(found.progress.back(), 100);
+    EXPECT_TRUE(std::is_sorted(found.progress.begin(), found.progress.end()));
+    EXPECT_EQ(found.progress.size(), 1U + 4U + 3U);  // the servers, each row, each server
+
+    EXPECT_THAT(harness.targets("sql_servers"),
+                ElementsAre("/subscriptions/" + harness.subscription_id() +
+                            "/providers/Microsoft.Sql/servers?api-version=2014-04-01"));
+    std::vector<std::string> listings;
+    for (const char* server : {"sql-emulator-meta", "sql-emulator-pool", "sql-emulator-single"}) {
+        listings.push_back("/" + sql_id(harness, server) +
+                           "/databases?api-version=2020-02-02-preview");
+    }
+    EXPECT_EQ(harness.targets("sql_databases"), listings);
+    EXPECT_THAT(harness.targets("locations"), ElementsAre(HasSubstr("api-version=2020-01-01")));
+    EXPECT_THAT(harness.sensor_log(1), HasSubstr("API response: {\"value\":["));
+}
+
+TEST(SqlDatabaseDiscovery, FailuresEndTheScanWithCodeFiveAndNoRows) {
+    azure_harness harness(with_servers(R"([
+        {"name": "srv-a", "resource_group": "rg-data", "databases": [{"name": "db-a"}]},
+        {"name": "srv-b", "resource_group": "rg-data", "databases": [{"name": "db-b", "location": "northpole"}]}])"));
+    const auto settings = harness.settings("sql_database_metascan");
+    auto found = harness.discover(settings);
+    EXPECT_EQ(found.response_code, 5);
+    EXPECT_EQ(found.message, "An error occurred.invalid map<K, T> key");
+    EXPECT_THAT(found.rows, IsEmpty());
+
+    const std::vector<fault_case> cases{
+        {R"({"route": "sql_databases", "path_contains": "srv-b", "status": 404})",
+         "An error occurred.Request failed: HTTP request was not successful: 404: Not Found"},
+        {R"({"route": "sql_databases", "path_contains": "srv-b", "body":
+            "{\"value\":[{\"kind\":\"v12.0,user,pool\",\"name\":\"p\",\"location\":\"westeurope\",\"id\":\"/x/databases/p\",\"properties\":{}}]}"})",
+         "An error occurred.The database '/x/databases/p' is in an elastic pool but names no "
+         "properties.elasticPoolId"},
+    };
+    for (const auto& c : cases) {
+        harness.emulator().clear_faults();
+        harness.emulator().set_faults_json(c.fault);
+        found = harness.discover(settings);
+        EXPECT_EQ(found.response_code, 5) << c.fault;
+        EXPECT_EQ(found.message, c.message);
+        EXPECT_THAT(found.rows, IsEmpty()) << c.fault;
+    }
+}
+
+// One resource of the default scenario per type: the metrics asked for, in channel-id order,
+// the unit of each channel, and the values the scenario gives them.
+struct sensor_case {
+    const char* type;
+    const char* server;
+    const char* resource;
+    const char* metric_names;
+    std::vector<std::string> units;
+    std::vector<double> values;
+};
+
+void PrintTo(const sensor_case& c, std::ostream* out) {
+    *out << c.type;
+}
+
+class SqlDatabaseSensorTypes : public ::testing::TestWithParam<sensor_case> {};
+
+TEST_P(SqlDatabaseSensorTypes, AsksForTheTypesMetricsAndReportsThemOnTheirChannels) {
+    const auto& c = GetParam();
+    azure_harness harness;
+    const std::string id = sql_id(harness, c.server, c.resource);
+    const auto settings = sensor_for(harness, c.type, id);
+
+    const auto created = harness.create(3, settings);
+    ASSERT_EQ(created.code, 0);
+    std::vector<int> ids(c.units.size());
+    std::iota(ids.begin(), ids.end(), 0);
+    EXPECT_EQ(created.declared_channels, ids);
+    std::string names;
+    for (const auto& [channel, definition] : harness.state(3).channels) {
+        names += (names.empty() ? "" : ",") + definition.name;
+        EXPECT_EQ(definition.value_kind, "3");
+        EXPECT_EQ(definition.unit, c.units.at(static_cast<std::size_t>(channel))) << channel;
+    }
+    EXPECT_EQ(names, c.metric_names);
+
+    const auto checked = harness.check(3, settings);
+    EXPECT_EQ(checked.response_code, 0) << checked.message;
+    EXPECT_EQ(checked.message, "");
+    ASSERT_EQ(checked.values.size(), c.values.size());
+    for (std::size_t channel = 0; channel < c.values.size(); ++channel) {
+        EXPECT_DOUBLE_EQ(checked.value(static_cast<int>(channel)), c.values[channel]) << channel;
+    }
+    EXPECT_THAT(harness.targets("sql_metrics"),
+                ElementsAre("/" + id +
+                            "/providers/microsoft.insights/metrics?api-version=2018-01-01"
+                            "&metricnames=" +
+                            c.metric_names + "&interval=PT1M&timespan=PT1M"));
+    EXPECT_THAT(harness.sensor_log(3), HasSubstr("Metric cpu_percent: "));
+    EXPECT_THAT(harness.create(3, settings).declared_channels, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    DefaultScenario, SqlDatabaseSensorTypes,
+    ::testing::Values(
+        sensor_case{"Single database, vCore",
+                    "sql-emulator-single",
+                    "databases/db-reporting",
+                    "cpu_percent,log_write_percent,physical_data_read_percent,storage,"
+                    "storage_percent,sessions_percent,connection_failed,deadlock",
+                    {"5", "5", "5", "3", "5", "5", "10", "10"},
+                    {18.2, 2.5, 0.9, 1073741824, 0.4, 0.6, 0, 0}},
+        sensor_case{"Single database, DTU",
+                    "sql-emulator-single",
+                    "databases/db-legacy",
+                    "cpu_percent,log_write_percent,physical_data_read_percent,storage,"
+                    "storage_percent,sessions_percent,connection_failed,deadlock,dtu_limit,"
+                    "dtu_used,dtu_consumption_percent",
+                    {"5", "5", "5", "3", "5", "5", "10", "10", "10", "10", "5"},
+                    {9.5, 1.1, 0.3, 268435456, 0.1, 0.2, 2, 1, 20, 8.4, 42.0}},
+        sensor_case{"Elastic pool, vCore",
+                    "sql-emulator-pool",
+                    "elasticPools/pool-vcore",
+                    "cpu_percent,log_write_percent,physical_data_read_percent,storage_used,"
+                    "storage_percent,sessions_percent",
+                    {"5", "5", "5", "3", "5", "5"},
+                    {35.0, 4.4, 2.2, 10737418240, 3.9, 0.8}},
+        sensor_case{"Elastic pool, DTU",
+                    "sql-emulator-pool",
+                    "elasticPools/pool-dtu",
+                    "cpu_percent,log_write_percent,physical_data_read_percent,storage_used,"
+                    "storage_percent,sessions_percent,eDTU_limit,eDTU_used,"
+                    "dtu_consumption_percent",
+                    {"5", "5", "5", "3", "5", "5", "10", "10", "5"},
+                    {22.5, 3.1, 1.7, 5368709120, 10.0, 1.2, 100, 22.5, 22.5}}));
+
+TEST(SqlDatabaseSensor, AnswersThatDoNotFitTheTypeMapToTheirMessages) {
+    // A DTU pool whose metrics vary per case; the other metrics of its list are left out.
+    struct metrics_case {
+        const char* metrics;
+        const char* message;
+        std::map<int, double> values;
+    };
+    const std::vector<metrics_case> cases{
+        {R"({"cpu_percent": [3, 4, 5], "eDTU_used": 7})", "", {{0, 3.0}, {7, 7.0}}},
+        {R"({"cpu_percent": {"values": [1], "error_code": "ResourceNotReady"}, "eDTU_used": 7})",
+         "",
+         {{7, 7.0}}},
+        {R"({"cpu_percent": 1, "edtu_used": 7})",
+         "#:error.posible_change_of_database_type",
+         {{0, 1.0}}},
+        {R"({"cpu_percent": 1, "eDTU_used": {"values": []}})",
+         "#:error.posible_change_of_database_type",
+         {{0, 1.0}}},
+        {R"({"eDTU_used": {"values": [1], "empty_timeseries": true}})",
+         "#:error.posible_change_of_database_type",
+         {}},
+        {R"({"cpu_percent": null})", "#:error.generic", {}},
+    };
+    for (const auto& c : cases) {
+        azure_harness harness(with_servers(
+            std::string(R"([{"name": "srv", "resource_group": "rg-data", "elastic_pools": [
+                {"name": "pool", "model": "dtu", "metrics": )") +
+            c.metrics + "}]}]"));
+        const auto checked = harness.create_and_check(
+            1,
+            sensor_for(harness, "Elastic pool, DTU", sql_id(harness, "srv", "elasticPools/pool")));
+        EXPECT_EQ(checked.message, c.message) << c.metrics;
+        EXPECT_EQ(checked.response_code, *c.message == '\0' ? 0 : 3) << c.metrics;
+        std::map<int, double> values;
+        for (const auto& value : checked.values) {
+            values[value.id] = value.value;
+        }
+        EXPECT_EQ(values, c.values) << c.metrics;
+        if (std::string(c.message) == "#:error.posible_change_of_database_type") {
+            EXPECT_THAT(harness.sensor_log(1), HasSubstr("Data is empty for some metric."));
+        }
+    }
+}
+
+TEST(SqlDatabaseSensor, FailedRequestsAndBodiesWithoutMetricsMapToTheirMessages) {
+    azure_harness harness;
+    const auto settings = sensor_for(harness, "Single database, DTU",
+                                     sql_id(harness, "sql-emulator-single", "databases/db-legacy"));
+    ASSERT_EQ(harness.create(1, settings).code, 0);
+    const std::vector<fault_case> cases{
+        {R"({"route": "sql_metrics", "body": "{}"})", "#:error.generic"},
+        {R"({"route": "sql_metrics", "body": "{\"value\":[]}"})", "#:error.generic"},
+        {R"({"route": "sql_metrics", "status": 404})",
+         "#:error.request_failed[Request failed: HTTP request was not successful: 404: Not Found]"},
+    };
+    for (const auto& c : cases) {
+        harness.emulator().clear_faults();
+        harness.emulator().set_faults_json(c.fault);
+        const auto checked = harness.check(1, settings);
+        EXPECT_EQ(checked.response_code, 3) << c.fault;
+        EXPECT_EQ(checked.message, c.message) << c.fault;
+        EXPECT_THAT(checked.values, IsEmpty()) << c.fault;
+    }
+    EXPECT_THAT(harness.sensor_log(1),
+                HasSubstr("Response does not contain array of objects as expected"));
+}
+
+TEST(SqlDatabaseSensor, AnUnknownTypeDeclaresNothingAndSendsNoRequest) {
+    azure_harness harness;
+    const auto checked = harness.create_and_check(
+        1, sensor_for(harness, "Hyperscale",
+                      sql_id(harness, "sql-emulator-single", "databases/db-legacy")));
+    EXPECT_THAT(checked.declared_channels, IsEmpty());
+    EXPECT_THAT(harness.state(1).channels, IsEmpty());
+    EXPECT_EQ(checked.response_code, 3);
+    EXPECT_THAT(checked.message,
+                StartsWith("#:unexpected_error[Unknown resource type 'Hyperscale'; "
+                           "the sensor supports Single database, DTU; "));
+    EXPECT_THAT(checked.values, IsEmpty());
+    EXPECT_THAT(harness.targets("sql_metrics"), IsEmpty());
+    EXPECT_THAT(harness.sensor_log(1), HasSubstr("Unknown resource type 'Hyperscale'"));
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::testing

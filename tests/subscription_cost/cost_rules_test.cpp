@@ -1,0 +1,144 @@
+// The pure rules of the cost readings: filling the query template, number texts, stored channel
+// ids and the choice of the most expensive group.
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <locale>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "microsoftazure/subscription_cost/cost_query.hpp"
+#include "microsoftazure/subscription_cost/cost_rules.hpp"
+#include "microsoftazure/subscription_cost/most_expensive_service.hpp"
+
+namespace zentrova::monitoring_modules::microsoftazure {
+namespace {
+
+using settings::most_expensive_service_grouping;
+
+TEST(FillTemplate, ReplacesEveryOccurrenceLeftToRightWithoutRescanningInsertedText) {
+    struct example {
+        const char* text;
+        const char* placeholder;
+        const char* value;
+        const char* expected;
+    };
+    const std::vector<example> examples{
+        {"a $x b $x", "$x", "1", "a 1 b 1"},
+        {"$x$x", "$x", "$x$x", "$x$x$x$x"},  // the value holds the placeholder: left as it is
+        {R"("from": "$x")", "$x", "", R"("from": "")"},
+        {"no placeholder", "$x", "1", "no placeholder"},
+        {"$xx", "$x", "y", "yx"},
+        {"keep $x", "", "1", "keep $x"},  // an empty placeholder changes nothing
+    };
+    for (const auto& e : examples) {
+        EXPECT_EQ(fill_template(e.text, e.placeholder, e.value), e.expected) << e.text;
+    }
+}
+
+// A locale that groups thousands with '.' and writes ',' as decimal mark, as many do.
+struct grouping_punctuation : std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+// Sets the process locale for one test and restores the previous one afterwards.
+class process_locale {
+public:
+    explicit process_locale(const std::locale& replacement)
+        : previous_(std::locale::global(replacement)) {}
+    ~process_locale() { std::locale::global(previous_); }
+    process_locale(const process_locale&) = delete;
+    process_locale& operator=(const process_locale&) = delete;
+
+private:
+    std::locale previous_;
+};
+
+TEST(FixedText, WritesPlainDecimalsWhateverTheProcessLocale) {
+    const process_locale german_like(std::locale(std::locale::classic(), new grouping_punctuation));
+    struct example {
+        double value;
+        int decimals;
+        const char* expected;
+    };
+    const std::vector<example> examples{
+        {1234.5, 2, "1234.50"},   {1234567.891, 2, "1234567.89"},
+        {0.005, 2, "0.01"},  // 0.005 lies just above its decimal text
+        {0.0, 2, "0.00"},         {987.65, 6, "987.650000"},
+        {-12.5, 6, "-12.500000"}, {1e20, 6, "100000000000000000000.000000"},
+    };
+    for (const auto& e : examples) {
+        EXPECT_EQ(fixed_text(e.value, e.decimals), e.expected) << e.value;
+    }
+}
+
+TEST(ParseChannelId, ReadsLikeTheStandardStringToInt) {
+    EXPECT_EQ(parse_channel_id("3"), 3);
+    EXPECT_EQ(parse_channel_id("  12"), 12);
+    EXPECT_EQ(parse_channel_id("+7"), 7);
+    EXPECT_EQ(parse_channel_id("-4"), -4);
+    EXPECT_EQ(parse_channel_id("15abc"), 15);
+    EXPECT_EQ(parse_channel_id("2147483647"), std::numeric_limits<int>::max());
+
+    for (const char* text : {"", "abc", " x1", "-"}) {
+        try {
+            parse_channel_id(text);
+            ADD_FAILURE() << "'" << text << "' was read as a number";
+        } catch (const std::invalid_argument& e) {
+            EXPECT_STREQ(e.what(), "invalid stoi argument");
+        }
+    }
+    for (const char* text : {"2147483648", "-2147483649", "99999999999999999999999"}) {
+        try {
+            parse_channel_id(text);
+            ADD_FAILURE() << "'" << text << "' was read as an int";
+        } catch (const std::out_of_range& e) {
+            EXPECT_STREQ(e.what(), "stoi argument out of range");
+        }
+    }
+}
+
+TEST(MostExpensive, TheFirstKeyWinsAmongEqualCostsAndMinusOneNeverWins) {
+    struct example {
+        const char* what;
+        cost_values costs;
+        const char* name;
+        double cost;
+    };
+    const std::vector<example> examples{
+        {"largest", {{"a", 1.0}, {"b", 3.0}, {"c", 2.0}}, "b", 3.0},
+        {"equal costs", {{"Storage", 50.0}, {"Backup", 50.0}, {"Compute", 10.0}}, "Backup", 50.0},
+        {"zeros only", {{"y", 0.0}, {"x", 0.0}}, "x", 0.0},
+        {"negative above -1", {{"credit", -0.5}}, "credit", -0.5},
+        {"minus one or less", {{"a", -1.0}, {"b", -7.0}}, "", -1.0},
+        {"nothing", {}, "", -1.0},
+        {"empty key wins", {{"", 9.0}, {"a", 1.0}}, "", 9.0},
+        {"byte order", {{"b", 5.0}, {"B", 5.0}}, "B", 5.0},
+    };
+    for (const auto& e : examples) {
+        const cost_leader best = most_expensive(e.costs);
+        EXPECT_EQ(best.name, e.name) << e.what;
+        EXPECT_DOUBLE_EQ(best.cost, e.cost) << e.what;
+    }
+}
+
+TEST(DimensionFor, EachGroupingHasItsDimensionAndOthersFail) {
+    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourcegroupname),
+              "ResourceGroupName");
+    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourcetype), "ResourceType");
+    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourceid), "ResourceId");
+    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourcelocation), "ResourceLocation");
+    EXPECT_EQ(dimension_for(most_expensive_service_grouping::servicename), "ServiceName");
+    try {
+        dimension_for(static_cast<most_expensive_service_grouping>(5));
+        FAIL() << "a grouping outside the options has a dimension";
+    } catch (const std::out_of_range& e) {
+        EXPECT_STREQ(e.what(), "invalid map<K, T> key");
+    }
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::microsoftazure

@@ -1,0 +1,519 @@
+// The subscription cost sensor, driven through the module's exports against the emulator over
+// several checks, with the channel map and persistent data carried between them as a probe does.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <jsoncons/json.hpp>
+
+#include "tests/support/azure_harness.hpp"
+
+namespace zentrova::monitoring_modules::testing {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+std::string setting(const std::string& name) {
+    return "subscription_cost_sensor_section.subscription_cost_sensor_group." + name;
+}
+
+// The default world with its first subscription changed.
+emulator::emulator_options world(const std::function<void(jsoncons::json&)>& change) {
+    auto scenario = jsoncons::json::parse(emulator::default_scenario_json());
+    change(scenario["subscriptions"][0]);
+    emulator::emulator_options options;
+    options.scenario_json = scenario.to_string();
+    return options;
+}
+
+// The sensor's settings: every option off unless named in `options`.
+settings_buffer cost_sensor(const azure_harness& harness,
+                            const std::map<std::string, std::string>& options = {}) {
+    auto settings = harness.settings("subscription_cost_sensor");
+    settings.settings[setting("show_budgets")] = "disabled";
+    settings.settings[setting("show_forecast")] = "disabled";
+    settings.settings[setting("show_most_expensive_service")] = "disabled";
+    settings.settings[setting("most_expensive_service_grouping")] = "resourcegroupname";
+    for (const auto& [name, value] : options) {
+        settings.settings[setting(name)] = value;
+    }
+    return settings;
+}
+
+settings_buffer everything_on(const azure_harness& harness) {
+    return cost_sensor(harness, {{"show_budgets", "enabled"},
+                                 {"show_forecast", "enabled"},
+                                 {"show_most_expensive_service", "enabled"}});
+}
+
+std::vector<emulator::recorded_request> requests(azure_harness& harness, const std::string& route) {
+    std::vector<emulator::recorded_request> found;
+    for (const auto& request : harness.emulator().requests()) {
+        if (request.route == route) {
+            found.push_back(request);
+        }
+    }
+    return found;
+}
+
+std::string cost_query(const std::string& from, const std::string& to,
+                       const std::string& dimension) {
+    return "{\n    \"type\": \"ActualCost\",\n    \"timeframe\": \"Custom\",\n"
+           "    \"timeperiod\": {\n        \"from\": \"" +
+           from + "\",\n        \"to\": \"" + to +
+           "\"\n    },\n    \"dataset\": {\n        \"granularity\": \"None\",\n"
+           "        \"aggregation\": {\n            \"totalCost\": {\n"
+           "                \"name\": \"PreTaxCost\",\n                \"function\": \"Sum\"\n"
+           "            }\n        },\n        \"grouping\": [\n            {\n"
+           "                \"type\": \"Dimension\",\n                \"name\": \"" +
+           dimension + "\"\n            }\n        ]\n    }\n}";
+}
+
+const char* const forecast_request =
+    "{\n    \"type\": \"ActualCost\",\n    \"dataSet\": {\n        \"granularity\": \"Daily\",\n"
+    "        \"aggregation\": {\n            \"totalCost\": {\n                \"name\": "
+    "\"Cost\",\n"
+    "                \"function\": \"Sum\"\n            }\n        },\n"
+    "        \"grouping\": [\n            {\n                \"type\": \"Dimension\",\n"
+    "                \"name\": \"BillingPeriod\"\n            }\n        ]\n    },\n"
+    "    \"includeActualCost\": false,\n    \"includeFreshPartialCost\": false\n}";
+
+TEST(SubscriptionCostSensor, EveryOptionOnReportsCostsForecastBudgetsAndTheTopResourceGroup) {
+    azure_harness harness;
+    const auto first = harness.create_and_check(1, everything_on(harness));
+    ASSERT_EQ(first.response_code, 0) << first.message << harness.sensor_log(1);
+    EXPECT_EQ(first.message, "#:most-expensive-service[rg-web,456.30,EUR]");
+    EXPECT_EQ(first.declared_channels, (std::vector<int>{0, 1, 2, 3, 4, 5, 6}));
+    EXPECT_DOUBLE_EQ(first.value(0), 987.65);
+    EXPECT_DOUBLE_EQ(first.value(1), 1234.56);
+    EXPECT_DOUBLE_EQ(first.value(2), 987.65 + 32.1 + 32.1 + 30.95 + 4 * 33.4);  // "Actual" left out
+    EXPECT_DOUBLE_EQ(first.value(3), 987.65 / 1500 * 100);
+    EXPECT_DOUBLE_EQ(first.value(4), 987.65);
+    EXPECT_DOUBLE_EQ(first.value(5), 456.3 / 400 * 100);
+    EXPECT_DOUBLE_EQ(first.value(6), 456.3);
+    EXPECT_EQ(first.stored, (std::map<std::string, std::string>{{"currency", "EUR"},
+                                                                {"next_channel_id", "7"},
+                                                                {"monthly-total_used_percent", "3"},
+                                                                {"monthly-total_used", "4"},
+                                                                {"web-team_used_percent", "5"},
+                                                                {"web-team_used", "6"}}));
+    const auto& channels = harness.state(1).channels;
+    const std::vector<std::vector<std::string>> expected_channels{
+        {"current_cost", "3", "8", "EUR"},
+        {"last_billed_cost", "3", "8", "EUR"},
+        {"forecast", "3", "8", "EUR"},
+        {"budget_used_percent[monthly-total]", "3", "5", ""},
+        {"budget_used[monthly-total]", "3", "8", "EUR"},
+        {"budget_used_percent[web-team]", "3", "5", ""},
+        {"budget_used[web-team]", "3", "8", "EUR"}};
+    for (int id = 0; id < 7; ++id) {
+        const auto& channel = channels.at(id);
+        EXPECT_EQ((std::vector<std::string>{channel.name, channel.value_kind, channel.unit,
+                                            channel.custom_unit}),
+                  expected_channels[static_cast<std::size_t>(id)]);
+    }
+
+    const std::string subscription = "/subscriptions/" + harness.subscription_id();
+    EXPECT_THAT(harness.targets("billing_periods"),
+                ElementsAre(subscription + "/providers/Microsoft.Billing/billingPeriods"
+                                           "?api-version=2017-04-24-preview&$top=2"));
+    EXPECT_THAT(harness.targets("budgets"),
+                ElementsAre(subscription +
+                            "/providers/Microsoft.Consumption/budgets?api-version=2019-10-01"));
+    const auto forecasts = requests(harness, "forecast");
+    ASSERT_EQ(forecasts.size(), 1U);
+    EXPECT_EQ(forecasts[0].target,
+              subscription + "/providers/Microsoft.CostManagement/forecast?api-version=2019-11-01");
+    EXPECT_EQ(forecasts[0].body, forecast_request);
+    EXPECT_EQ(forecasts[0].header("Content-Type"), "application/json");
+    const auto queries = requests(harness, "cost_query");
+    ASSERT_EQ(queries.size(), 2U);
+    EXPECT_EQ(queries[0].target,
+              subscription + "/providers/Microsoft.CostManagement/query?api-version=2019-11-01");
+    EXPECT_EQ(queries[0].body, cost_query("2024-09-15", "2024-11-14", "BillingPeriod"));
+    EXPECT_EQ(queries[1].body, cost_query("2024-10-15", "2024-11-14", "ResourceGroupName"));
+    EXPECT_EQ(queries[1].header("Content-Type"), "application/json");
+
+    const std::string log = harness.sensor_log(1);
+    for (const char* line :
+         {"Billing period response: {",
+          "Billing periods:\n",
+          "- 202410-1: 2024-09-15 - 2024-10-14\n",
+          "- 202411-1: 2024-10-15 - 2024-11-14\n",
+          "Using period 2024-09-15 to 2024-11-14 for previous/current costs\n",
+          "Cost response: {",
+          "Cost values:\n",
+          "- 202410-1: 1234.560000 EUR\n",
+          "Previous cost: 1234.560000\n",
+          "Current cost:  987.650000\n",
+          "Forecast response: {",
+          "Forecast values:\n",
+          "Forecast: 1216.400000\n",
+          "Budget response: {",
+          "Budgets:\n",
+          "- monthly-total 987.650000 of 1500.000000 used\n",
+          "- web-team 456.300000 of 400.000000 used\n",
+          "Using period 2024-10-15 to 2024-11-14 for most expensive service\n",
+          "Most expensive service is rg-web with 456.30 EUR\n",
+          "Response Message is: #:most-expensive-service[rg-web,456.30,EUR]\n"}) {
+        EXPECT_THAT(log, HasSubstr(line));
+    }
+    EXPECT_THAT(log, Not(HasSubstr(harness.client_secret())));
+
+    // The next check finds everything in the host's map and data: nothing is declared or
+    // stored twice, and the values are the same.
+    const auto second = harness.check(1, everything_on(harness));
+    EXPECT_EQ(second.response_code, 0);
+    EXPECT_THAT(second.declared_channels, IsEmpty());
+    EXPECT_THAT(second.stored, IsEmpty());
+    EXPECT_EQ(second.values.size(), 7U);
+    EXPECT_DOUBLE_EQ(second.value(6), 456.3);
+    for (const auto& message : harness.all_messages()) {
+        EXPECT_THAT(message, Not(HasSubstr(harness.client_secret())));
+    }
+}
+
+TEST(SubscriptionCostSensor, WithoutOptionsOnlyThePeriodCostsAreAskedAndReported) {
+    azure_harness harness;
+    const auto checked = harness.create_and_check(1, cost_sensor(harness));
+    EXPECT_EQ(checked.response_code, 0);
+    EXPECT_EQ(checked.message, "");
+    EXPECT_EQ(checked.declared_channels, (std::vector<int>{0, 1}));
+    EXPECT_EQ(checked.values.size(), 2U);
+    EXPECT_EQ(harness.emulator().counters().requests("cost_query"), 1U);
+    EXPECT_EQ(harness.emulator().counters().requests("forecast"), 0U);
+    EXPECT_EQ(harness.emulator().counters().requests("budgets"), 0U);
+}
+
+TEST(SubscriptionCostSensor, OneBillingPeriodIsTheCurrentOne) {
+    azure_harness one(world([](jsoncons::json& sub) {
+        sub["billing_periods"] = jsoncons::json::parse(
+            R"([{"name": "202411-1", "start_date": "2024-10-15", "end_date": "2024-11-14",
+                 "total_cost": 77.5}])");
+    }));
+    const auto checked = one.create_and_check(1, cost_sensor(one));
+    EXPECT_EQ(checked.response_code, 0) << checked.message;
+    EXPECT_DOUBLE_EQ(checked.value(0), 77.5);
+    EXPECT_DOUBLE_EQ(checked.value(1), 0.0);
+    EXPECT_EQ(requests(one, "cost_query").at(0).body,
+              cost_query("2024-10-15", "2024-11-14", "BillingPeriod"));
+}
+
+TEST(SubscriptionCostSensor, PeriodsWithoutCostRowsCostNothingAndKeepTheCurrency) {
+    azure_harness harness;
+    const auto settings = cost_sensor(harness);
+    ASSERT_EQ(harness.create_and_check(1, settings).stored.at("currency"), "EUR");
+    harness.emulator().set_faults_json(
+        R"({"route": "cost_query", "body": "{\"properties\":{\"columns\":[{\"name\":\"PreTaxCost\"},)"
+        R"({\"name\":\"BillingPeriod\"},{\"name\":\"Currency\"}],\"rows\":[]}}"})");
+    const auto checked = harness.check(1, settings);
+    EXPECT_EQ(checked.response_code, 0) << checked.message;
+    EXPECT_DOUBLE_EQ(checked.value(0), 0.0);
+    EXPECT_DOUBLE_EQ(checked.value(1), 0.0);
+    EXPECT_THAT(checked.stored, IsEmpty());
+}
+
+TEST(SubscriptionCostSensor, NoBillingPeriodFailsTheCheckBeforeAnyCostIsAsked) {
+    azure_harness none(
+        world([](jsoncons::json& sub) { sub["billing_periods"] = jsoncons::json::parse("[]"); }));
+    const auto failed = none.create_and_check(1, cost_sensor(none));
+    EXPECT_EQ(failed.response_code, 3);
+    EXPECT_EQ(failed.message, "#:error.generic");
+    EXPECT_THAT(failed.values, IsEmpty());
+    EXPECT_THAT(failed.declared_channels, IsEmpty());
+    EXPECT_THAT(none.sensor_log(1), HasSubstr("No billing periods found. Cannot continue."));
+    EXPECT_THAT(none.sensor_log(1), HasSubstr("Response Message is: #:error.generic"));
+    EXPECT_EQ(none.emulator().counters().requests("cost_query"), 0U);
+}
+
+// A check that fails keeps what it declared and stored before the failure, and reports no value.
+struct failing_world {
+    const char* what;
+    std::function<void(jsoncons::json&)> change;
+    const char* fault;  // injected after the sensor was made; "" for none
+    const char* logged;
+    bool after_period_costs;  // the fixed channels and the currency came before the failure
+};
+
+TEST(SubscriptionCostSensor, ForeignCurrenciesAndMissingColumnsFailTheCheck) {
+    const auto unchanged = [](jsoncons::json&) {};
+    const std::vector<failing_world> worlds{
+        {"forecast rows in USD",
+         [](jsoncons::json& sub) {
+             for (auto& row : sub["forecast"].array_range()) {
+                 row["currency"] = "USD";
+             }
+         },
+         "", "Read Forecast: Previous and current currency differ (EUR vs USD). Cannot continue.",
+         true},
+        {"a budget in USD", [](jsoncons::json& sub) { sub["budgets"][1]["currency"] = "USD"; }, "",
+         "Read Budgets: Previous and current currency differ (EUR vs USD). Cannot continue.", true},
+        {"forecast without CostStatus", unchanged,
+         R"({"route": "forecast", "body": "{\"properties\":{\"columns\":[{\"name\":\"Cost\"},)"
+         R"({\"name\":\"UsageDate\"},{\"name\":\"Currency\"}],\"rows\":[[1,20241108,\"EUR\"]]}}"})",
+         "Required columns are not found inside the JSON response.", true},
+        {"cost query with a lower-case currency column", unchanged,
+         R"({"route": "cost_query", "body": "{\"properties\":{\"columns\":[{\"name\":\"PreTaxCost\"},)"
+         R"({\"name\":\"BillingPeriod\"},{\"name\":\"currency\"}],\"rows\":[[5,\"p\",\"EUR\"]]}}"})",
+         "Required columns are not found inside the JSON response.", false},
+        {"cost query without properties", unchanged,
+         R"({"route": "cost_query", "body": "{\"rows\":[]}"})", "The queried field is empty.",
+         false},
+    };
+    for (const auto& w : worlds) {
+        SCOPED_TRACE(w.what);
+        azure_harness harness(world(w.change));
+        const auto settings = everything_on(harness);
+        ASSERT_EQ(harness.create(1, settings).code, 0);
+        if (*w.fault != '\0') {
+            harness.emulator().set_faults_json(w.fault);
+        }
+        const auto checked = harness.check(1, settings);
+        EXPECT_EQ(checked.response_code, 3);
+        EXPECT_EQ(checked.message, "#:error.generic");
+        EXPECT_THAT(checked.values, IsEmpty());
+        if (w.after_period_costs) {
+            EXPECT_EQ(checked.declared_channels, (std::vector<int>{0, 1, 2}));
+            EXPECT_EQ(checked.stored, (std::map<std::string, std::string>{{"currency", "EUR"}}));
+        } else {
+            EXPECT_THAT(checked.declared_channels, IsEmpty());
+            EXPECT_THAT(checked.stored, IsEmpty());
+        }
+        EXPECT_THAT(harness.sensor_log(1), HasSubstr(w.logged));
+    }
+}
+
+TEST(SubscriptionCostSensor, CostsInAnotherCurrencyThanEarlierChecksFailAtTheFirstRow) {
+    azure_harness harness;
+    const auto settings = cost_sensor(harness);
+    ASSERT_EQ(harness.create_and_check(1, settings).response_code, 0);
+    auto scenario = jsoncons::json::parse(emulator::default_scenario_json());
+    scenario["subscriptions"][0]["currency"] = "USD";
+    harness.emulator().replace_scenario(scenario.to_string());
+
+    const auto checked = harness.check(1, settings);
+    EXPECT_EQ(checked.response_code, 3);
+    EXPECT_THAT(checked.values, IsEmpty());
+    EXPECT_THAT(checked.stored, IsEmpty());
+    const std::string log = harness.sensor_log(1);
+    EXPECT_THAT(log, HasSubstr("Read Costs: Previous and current currency differ (EUR vs USD). "
+                               "Cannot continue."));
+    EXPECT_EQ(harness.state(1).persistent_data.at("currency"), "EUR");
+}
+
+TEST(SubscriptionCostSensor, ForecastAddsOnlyForecastRowsToTheCurrentCost) {
+    const std::vector<std::pair<const char*, const char*>> forecasts{
+        {"only actual rows", R"([{"date": "2024-11-07", "cost": 31.85, "status": "Actual"},
+                                 {"date": "2024-11-08", "cost": 20, "status": "Actual"}])"},
+        {"no rows", "[]"},
+    };
+    for (const auto& [what, rows] : forecasts) {
+        SCOPED_TRACE(what);
+        azure_harness harness(world(
+            [rows = rows](jsoncons::json& sub) { sub["forecast"] = jsoncons::json::parse(rows); }));
+        const auto checked =
+            harness.create_and_check(1, cost_sensor(harness, {{"show_forecast", "enabled"}}));
+        EXPECT_EQ(checked.response_code, 0) << checked.message;
+        EXPECT_DOUBLE_EQ(checked.value(2), 987.65);
+        EXPECT_THAT(harness.sensor_log(1), HasSubstr("Forecast: 987.650000"));
+    }
+}
+
+TEST(SubscriptionCostSensor, ForecastSwitchedOnLaterDeclaresItsChannelThen) {
+    azure_harness harness;
+    EXPECT_EQ(harness.create_and_check(1, cost_sensor(harness)).declared_channels,
+              (std::vector<int>{0, 1}));
+    // The host makes the sensor anew with the changed settings and the channels it knows.
+    const auto later =
+        harness.create_and_check(1, cost_sensor(harness, {{"show_forecast", "enabled"}}));
+    EXPECT_EQ(later.declared_channels, (std::vector<int>{2}));
+    EXPECT_EQ(harness.state(1).channels.at(2).name, "forecast");
+    EXPECT_EQ(harness.state(1).channels.at(2).custom_unit, "EUR");
+    EXPECT_TRUE(later.has_value(2));
+}
+
+TEST(SubscriptionCostSensor, BudgetsKeepTheirChannelIdsAcrossChecksAndAbsences) {
+    azure_harness harness;
+    const auto settings = cost_sensor(harness, {{"show_budgets", "enabled"}});
+    ASSERT_EQ(harness.create_and_check(1, settings).declared_channels,
+              (std::vector<int>{0, 1, 3, 4, 5, 6}));
+
+    const auto set_budgets = [&harness](const char* budgets) {
+        auto scenario = jsoncons::json::parse(emulator::default_scenario_json());
+        scenario["subscriptions"][0]["budgets"] = jsoncons::json::parse(budgets);
+        harness.emulator().replace_scenario(scenario.to_string());
+    };
+    // "monthly-total" is gone for a while, and a new budget comes.
+    set_budgets(R"([{"name": "web-team", "amount": 400, "current_spend": 100},
+                    {"name": "new-one", "amount": 50, "current_spend": 5}])");
+    auto checked = harness.check(1, settings);
+    EXPECT_EQ(checked.declared_channels, (std::vector<int>{7, 8}));
+    EXPECT_EQ(checked.stored,
+              (std::map<std::string, std::string>{
+                  {"next_channel_id", "9"}, {"new-one_used_percent", "7"}, {"new-one_used", "8"}}));
+    EXPECT_FALSE(checked.has_value(3));
+    EXPECT_DOUBLE_EQ(checked.value(5), 25.0);
+    EXPECT_DOUBLE_EQ(checked.value(6), 100.0);
+    EXPECT_DOUBLE_EQ(checked.value(7), 10.0);
+    EXPECT_EQ(harness.state(1).channels.at(7).name, "budget_used_percent[new-one]");
+
+    set_budgets(R"([{"name": "monthly-total", "amount": 1500, "current_spend": 750}])");
+    checked = harness.check(1, settings);
+    EXPECT_THAT(checked.declared_channels, IsEmpty());
+    EXPECT_THAT(checked.stored, IsEmpty());
+    EXPECT_DOUBLE_EQ(checked.value(3), 50.0);
+    EXPECT_DOUBLE_EQ(checked.value(4), 750.0);
+
+    // A subscription without budgets reports no budget channel at all.
+    set_budgets("[]");
+    checked = harness.check(1, settings);
+    EXPECT_EQ(checked.response_code, 0);
+    EXPECT_EQ(checked.values.size(), 2U);
+}
+
+TEST(SubscriptionCostSensor, ABudgetOfAmountZeroReportsAnInfiniteShare) {
+    azure_harness harness(world([](jsoncons::json& sub) {
+        sub["budgets"] = jsoncons::json::parse(
+            R"([{"name": "zero", "amount": 0, "current_spend": 3},
+                {"name": "unused", "amount": 0, "current_spend": 0}])");
+    }));
+    const auto checked =
+        harness.create_and_check(1, cost_sensor(harness, {{"show_budgets", "enabled"}}));
+    EXPECT_EQ(checked.response_code, 0) << checked.message;
+    EXPECT_DOUBLE_EQ(checked.value(4), 3.0);
+    EXPECT_TRUE(std::isnan(checked.value(5)));  // 0 / 0
+    EXPECT_THAT(checked.messages.back(),
+                AllOf(HasSubstr(R"({"id":3,"kind":"float","value":"Infinity"})"),
+                      HasSubstr(R"({"id":5,"kind":"float","value":"NaN"})")));
+}
+
+TEST(SubscriptionCostSensor, StoredChannelIdsAreReadAsNumbersOrFailTheCheck) {
+    struct stored_ids {
+        std::map<std::string, std::string> data;
+        const char* failure;  // "" when the check succeeds
+    };
+    const std::vector<stored_ids> cases{
+        {{{"next_channel_id", "12"}}, ""},
+        {{{"monthly-total_used_percent", "three"}}, "invalid stoi argument"},
+        {{{"next_channel_id", "4000000000"}}, "stoi argument out of range"},
+    };
+    for (const auto& c : cases) {
+        azure_harness harness;
+        auto settings = cost_sensor(harness, {{"show_budgets", "enabled"}});
+        settings.persistent_data = c.data;
+        const auto checked = harness.create_and_check(1, settings);
+        if (*c.failure == '\0') {
+            EXPECT_EQ(checked.response_code, 0);
+            EXPECT_EQ(checked.declared_channels, (std::vector<int>{0, 1, 12, 13, 14, 15}));
+            EXPECT_EQ(checked.stored.at("next_channel_id"), "16");
+            continue;
+        }
+        EXPECT_EQ(checked.response_code, 3);
+        EXPECT_EQ(checked.message, "#:error.generic");
+        EXPECT_THAT(checked.values, IsEmpty());
+        EXPECT_EQ(checked.declared_channels, (std::vector<int>{0, 1}));
+        EXPECT_THAT(harness.sensor_log(1), HasSubstr(c.failure));
+    }
+}
+
+// The group that cost most in the newest period, for each grouping of the setting.
+struct top_group {
+    const char* grouping;
+    const char* dimension;
+    const char* message;
+};
+
+TEST(SubscriptionCostSensor, MostExpensiveServiceIsNamedForEveryGrouping) {
+    const std::vector<top_group> groupings{
+        {"resourcegroupname", "ResourceGroupName", "rg-web,456.30,EUR"},
+        {"resourcetype", "ResourceType", "microsoft.compute/virtualmachines,512.40,EUR"},
+        {"resourceid", "ResourceId",
+         "/subscriptions/3f2a1b0c-9d8e-4f7a-b6c5-d4e3f2a1b0c9/resourcegroups/rg-web/providers/"
+         "microsoft.compute/virtualmachines/vm-app-01,283.40,EUR"},
+        {"resourcelocation", "ResourceLocation", "westeurope,701.35,EUR"},
+        {"servicename", "ServiceName", "Virtual Machines,512.40,EUR"},
+    };
+    azure_harness harness;
+    int sensor_id = 0;
+    for (const auto& g : groupings) {
+        SCOPED_TRACE(g.grouping);
+        harness.emulator().reset();
+        const auto checked = harness.create_and_check(
+            ++sensor_id, cost_sensor(harness, {{"show_most_expensive_service", "enabled"},
+                                               {"most_expensive_service_grouping", g.grouping}}));
+        EXPECT_EQ(checked.message, std::string("#:most-expensive-service[") + g.message + "]");
+        const auto queries = requests(harness, "cost_query");
+        ASSERT_EQ(queries.size(), 2U);
+        EXPECT_EQ(queries[1].body, cost_query("2024-10-15", "2024-11-14", g.dimension));
+    }
+}
+
+TEST(SubscriptionCostSensor, MostExpensiveServiceTiesCommasZerosAndNothing) {
+    const std::vector<std::pair<const char*, const char*>> cases{
+        {R"({"Storage": 50, "Backup": 50, "Compute": 10})",
+         "#:most-expensive-service[Backup,50.00,EUR]"},
+        {R"({"Compute, EU": 1234.5, "Storage": 10})",
+         "#:most-expensive-service[Compute, EU,1234.50,EUR]"},
+        {R"({"b": 0, "a": 0})", "#:most-expensive-service[a,0.00,EUR]"},
+        {"{}", ""},
+    };
+    for (const auto& [costs, message] : cases) {
+        SCOPED_TRACE(costs);
+        azure_harness harness(world([costs = costs](jsoncons::json& sub) {
+            auto& newest = sub["billing_periods"][1];
+            newest["costs"] =
+                jsoncons::json::parse(std::string(R"({"ServiceName": )") + costs + "}");
+        }));
+        const auto checked = harness.create_and_check(
+            1, cost_sensor(harness, {{"show_most_expensive_service", "enabled"},
+                                     {"most_expensive_service_grouping", "servicename"}}));
+        EXPECT_EQ(checked.response_code, 0);
+        EXPECT_EQ(checked.message, message);
+        EXPECT_DOUBLE_EQ(checked.value(0), 987.65);
+    }
+}
+
+TEST(SubscriptionCostSensor, KeptBaseUrlPointsTheSensorAtAnotherRoot) {
+    azure_harness harness;
+    std::string other_root = harness.emulator().base_url();
+    other_root.replace(other_root.find("127.0.0.1"), 9, "localhost");
+    const std::string host = "localhost:" + std::to_string(harness.emulator().port());
+    int sensor_id = 0;
+    for (const std::string& root : {other_root, other_root.substr(0, other_root.size() - 1)}) {
+        SCOPED_TRACE(root);
+        harness.emulator().reset();
+        auto settings = cost_sensor(harness);
+        settings.persistent_data["base_url"] = root;
+        const auto checked = harness.create_and_check(++sensor_id, settings);
+        EXPECT_EQ(checked.response_code, 0) << checked.message;
+        EXPECT_EQ(checked.stored.count("base_url"), 0U);
+        for (const auto& request : harness.emulator().requests()) {
+            if (request.route != "token") {
+                EXPECT_EQ(request.header("Host"), host) << request.target;
+                EXPECT_EQ(request.target.rfind("/subscriptions/", 0), 0U) << request.target;
+            }
+        }
+    }
+}
+
+TEST(SubscriptionCostSensor, FailedRequestsEndTheCheckWithTheirMessage) {
+    azure_harness harness;
+    const auto settings = cost_sensor(harness, {{"show_budgets", "enabled"}});
+    ASSERT_EQ(harness.create(1, settings).code, 0);
+    harness.emulator().set_faults_json(R"({"route": "budgets", "status": 403})");
+    const auto checked = harness.check(1, settings);
+    EXPECT_EQ(checked.response_code, 3);
+    EXPECT_EQ(
+        checked.message,
+        "#:error.request_failed[Request failed: HTTP request was not successful: 403: Forbidden]");
+    EXPECT_THAT(checked.values, IsEmpty());
+    EXPECT_THAT(harness.sensor_log(1), HasSubstr("Budget response: {\"error\":"));
+}
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::testing
