@@ -5,6 +5,7 @@
 
 #include "emulator/impl/arm_request.hpp"
 #include "emulator/impl/cost_responder.hpp"
+#include "emulator/impl/json_answer.hpp"
 #include "emulator/impl/resource_responder.hpp"
 #include "emulator/impl/scenario_parser.hpp"
 #include "emulator/impl/support.hpp"
@@ -66,13 +67,6 @@ ojson fault_json(const fault& f) {
         j["path_contains"] = f.path_contains;
     }
     return j;
-}
-
-http_answer json_answer(int status, const ojson& body) {
-    http_answer answer;
-    answer.status = status;
-    body.dump(answer.body);
-    return answer;
 }
 
 http_answer control_error(int status, const std::string& code, const std::string& message) {
@@ -314,7 +308,7 @@ http_answer azure_service::control(const incoming_request& request) {
         body["status"] = "ok";
         body["base_url"] = endpoints_.base_url;
         body["login_url"] = endpoints_.login_url;
-        return json_answer(200, body);
+        return json_answer(body);
     }
     if (what == "/counters" && get) {
         const emulator_counters c = recorder_.snapshot();
@@ -330,7 +324,7 @@ http_answer azure_service::control(const incoming_request& request) {
         body["tls_handshakes"] = c.tls_handshakes;
         body["open_connections"] = c.open_connections;
         body["faults_applied"] = c.faults_applied;
-        return json_answer(200, body);
+        return json_answer(body);
     }
     if (what == "/requests" && get) {
         ojson list(jsoncons::json_array_arg);
@@ -353,11 +347,11 @@ http_answer azure_service::control(const incoming_request& request) {
             item["body"] = r.body;
             list.push_back(std::move(item));
         }
-        return json_answer(200, list);
+        return json_answer(list);
     }
     if (what == "/reset" && post) {
         recorder_.reset();
-        return json_answer(200, ojson(jsoncons::json_object_arg));
+        return json_answer(json_object());
     }
     if (what == "/faults" && (get || post)) {
         if (post) {
@@ -374,7 +368,7 @@ http_answer azure_service::control(const incoming_request& request) {
         for (const auto& f : faults_.list()) {
             list.push_back(fault_json(f));
         }
-        return json_answer(200, list);
+        return json_answer(list);
     }
     if (what == "/faults/clear" && post) {
         std::string route;
@@ -400,7 +394,7 @@ http_answer azure_service::control(const incoming_request& request) {
         } else {
             faults_.clear(route);
         }
-        return json_answer(200, ojson(jsoncons::json_object_arg));
+        return json_answer(json_object());
     }
     if (what == "/scenario" && post) {
         try {
@@ -409,7 +403,7 @@ http_answer azure_service::control(const incoming_request& request) {
         } catch (const scenario_error& e) {
             return control_error(400, "InvalidScenario", e.what());
         }
-        return json_answer(200, ojson(jsoncons::json_object_arg));
+        return json_answer(json_object());
     }
     return control_error(404, "NotFound",
                          "Unknown control request " + request.method + " " + request.path +

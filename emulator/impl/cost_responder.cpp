@@ -1,8 +1,9 @@
 #include "emulator/impl/cost_responder.hpp"
 
+#include "emulator/impl/json_answer.hpp"
+
 #include <algorithm>
 #include <cctype>
-#include <jsoncons/json.hpp>
 #include <optional>
 
 namespace zentrova::monitoring_modules::emulator::impl {
@@ -11,17 +12,10 @@ namespace {
 using jsoncons::ojson;
 
 ojson object() {
-    return ojson(jsoncons::json_object_arg);
+    return json_object();
 }
-
 ojson array() {
-    return ojson(jsoncons::json_array_arg);
-}
-
-http_answer json_answer(const ojson& body) {
-    http_answer answer;
-    body.dump(answer.body);
-    return answer;
+    return json_array();
 }
 
 http_answer bad_query(const std::string& what) {

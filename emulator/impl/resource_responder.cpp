@@ -1,9 +1,10 @@
 #include "emulator/impl/resource_responder.hpp"
 
+#include "emulator/impl/json_answer.hpp"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <jsoncons/json.hpp>
 #include <optional>
 
 namespace zentrova::monitoring_modules::emulator::impl {
@@ -12,17 +13,10 @@ namespace {
 using jsoncons::ojson;
 
 ojson object() {
-    return ojson(jsoncons::json_object_arg);
+    return json_object();
 }
-
 ojson array() {
-    return ojson(jsoncons::json_array_arg);
-}
-
-http_answer json_answer(const ojson& body) {
-    http_answer answer;
-    body.dump(answer.body);
-    return answer;
+    return json_array();
 }
 
 // A missing resource in an existing group is ResourceNotFound; a missing group says so.
