@@ -378,9 +378,12 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
         }
         const auto& rows = state.discoveries[*first];
         if (*from_row == 0 || *from_row > rows.size()) {
-            throw host_error("There is no row " + std::to_string(*from_row) + " of " + *first +
-                             " in " + options_.state_path + " (" + std::to_string(rows.size()) +
-                             " rows); run: sensor-host discover " + *first + " first");
+            const auto where = "There is no row " + std::to_string(*from_row) + " of " + *first +
+                               " in " + options_.state_path;
+            if (rows.empty()) {
+                throw host_error(where + "; run: sensor-host discover " + *first + " first");
+            }
+            throw host_error(where + "; pick a row from 1 to " + std::to_string(rows.size()));
         }
         if (sensor.settings != rows[*from_row - 1].values) {
             sensor.channels.clear();  // another resource: the host starts the sensor afresh
