@@ -17,7 +17,9 @@ struct connection_pool_options {
 // trust settings they all use. The module creates one at initialisation and hands it to the
 // client factory; a client borrows a kept-alive connection to its host for each request and
 // gives it back afterwards, so many sensors need few connections and few TLS handshakes.
-// Creating a pool starts the HTTP engine; destroying the last one stops it. Thread-safe.
+// The HTTP engine starts no later than the pool's first connection (the libcurl engine waits
+// for it, so that a module whose sensors have not checked yet has not paid for libcurl and
+// OpenSSL); destroying the last pool stops it. Thread-safe.
 // Throws std::invalid_argument when the CA bundle cannot be read or holds no certificate.
 class connection_pool {
 public:

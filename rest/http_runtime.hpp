@@ -2,10 +2,10 @@
 
 namespace zentrova::monitoring_modules::rest {
 
-// Keeps the HTTP engine's process-wide state started while it lives. Every connection pool holds
-// one, so the module starts the engine by creating its pool at initialisation and stops it when
-// the last pool is gone; nothing is started by static constructors. Instances nest. Throws
-// std::runtime_error when the engine cannot start.
+// Keeps the HTTP engine's process-wide state started while it lives. A connection pool holds one
+// while it has work for the engine, so the engine stops when the last pool is gone; nothing is
+// started by static constructors. Instances nest. Throws std::runtime_error when the engine
+// cannot start.
 class http_runtime {
 public:
     http_runtime();

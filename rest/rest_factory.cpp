@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "rest/impl/curl_engine.hpp"
+#include "rest/impl/http_engine_factory.hpp"
 #include "rest/impl/rest_impl.hpp"
 
 namespace zentrova::monitoring_modules::rest {
@@ -13,9 +13,8 @@ std::unique_ptr<rest_interface> create_rest_client(rest_helper_settings settings
     if (!pool) {
         pool = std::make_shared<connection_pool>();
     }
-    return std::make_unique<impl::rest_impl>(std::move(settings),
-                                             std::make_unique<impl::curl_engine>(std::move(pool)),
-                                             options.connect_timeout);
+    return std::make_unique<impl::rest_impl>(
+        std::move(settings), impl::make_http_engine(std::move(pool)), options.connect_timeout);
 }
 
 rest_client_factory make_rest_client_factory(std::shared_ptr<connection_pool> pool,

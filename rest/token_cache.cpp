@@ -1,11 +1,11 @@
 #include "rest/token_cache.hpp"
 
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <array>
 #include <stdexcept>
 #include <utility>
+
+#include "rest/impl/sha256_digest.hpp"
 
 namespace zentrova::monitoring_modules::rest {
 
@@ -14,13 +14,7 @@ namespace {
 // Tokens are told apart by the secret too (a wrong secret must not borrow the token of the right
 // one), but the cache keeps only its SHA-256.
 std::string secret_digest(const std::string& secret) {
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    unsigned int length = 0;
-    if (EVP_Digest(secret.data(), secret.size(), digest.data(), &length, EVP_sha256(), nullptr) !=
-        1) {
-        throw std::runtime_error("the token cache cannot compute a SHA-256 digest");
-    }
-    return {reinterpret_cast<const char*>(digest.data()), length};
+    return impl::sha256_digest(secret);
 }
 
 // Longer lifetimes than this would only overflow the clock arithmetic; tokens live about an hour.

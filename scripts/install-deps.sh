@@ -10,7 +10,11 @@ packages=(
   libgtest-dev libgmock-dev
   libbenchmark-dev
   libcli11-dev
+  clang-14 libclang-rt-14-dev
+  ccache
 )
+# Callers that need more (scripts/install-windows-deps.sh) name their packages as arguments.
+packages+=("$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -4,6 +4,7 @@
 #include <jsoncons_ext/jsonpath/jsonpath.hpp>
 
 #include <exception>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
@@ -29,6 +30,31 @@ jsoncons::json parse_text(std::string_view text) {
     }
 }
 
+// Whether the expression uses a regular expression outside its string literals: the match
+// operator "=~" or the function tokenize(). jsoncons evaluates both with std::regex, whose
+// libstdc++ matcher recurses once per character of the value, so a long string in a response
+// would exhaust the calling thread's stack.
+bool uses_regular_expression(const std::string& jsonpath) {
+    constexpr std::string_view tokenize = "tokenize";
+    char quote = 0;
+    for (std::size_t i = 0; i < jsonpath.size(); ++i) {
+        const char c = jsonpath[i];
+        if (quote != 0) {
+            if (c == '\\') {
+                ++i;
+            } else if (c == quote) {
+                quote = 0;
+            }
+        } else if (c == '\'' || c == '"') {
+            quote = c;
+        } else if (jsonpath.compare(i, 2, "=~") == 0 ||
+                   jsonpath.compare(i, tokenize.size(), tokenize) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 json_document::json_document(std::string_view text)
@@ -45,6 +71,11 @@ json_node json_document::root() const {
 }
 
 json_document json_document::select(const std::string& jsonpath) const {
+    if (uses_regular_expression(jsonpath)) {
+        throw exceptions::query_error(
+            "regular expressions (=~, tokenize) are not supported; compare with == or use "
+            "contains(), starts_with() or ends_with()");
+    }
     try {
         return json_document(
             std::make_unique<tree>(tree{jsoncons::jsonpath::json_query(tree_->value, jsonpath)}));

@@ -79,9 +79,9 @@ int on_request_start(void* context, char* /*remote_ip*/, char* /*local_ip*/, int
     return CURL_PREREQFUNC_OK;
 }
 
-CURLcode on_tls_context(CURL* /*handle*/, void* ssl_context, void* trust) {
-    std::string error;
-    if (!static_cast<const openssl_trust_store*>(trust)->add_to(ssl_context, error)) {
+CURLcode on_tls_context(CURL* /*handle*/, void* ssl_context, void* setup) {
+    auto& tls = *static_cast<curl_connection::tls_setup*>(setup);
+    if (!tls.trust->install_in(ssl_context, tls.error)) {
         return CURLE_SSL_CACERT_BADFILE;
     }
     return CURLE_OK;
@@ -184,8 +184,12 @@ curl_connection::curl_connection(void* share, const openssl_trust_store* trust, 
     set_option(handle, CURLOPT_SSL_VERIFYPEER, 1L);
     set_option(handle, CURLOPT_SSL_VERIFYHOST, 2L);
     if (trust != nullptr) {
+        // The pool's store replaces the CA bundle libcurl would read for every new handle.
+        tls_.trust = trust;
+        set_option(handle, CURLOPT_CAINFO, static_cast<const char*>(nullptr));
+        set_option(handle, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
         set_option(handle, CURLOPT_SSL_CTX_FUNCTION, &on_tls_context);
-        set_option(handle, CURLOPT_SSL_CTX_DATA, const_cast<openssl_trust_store*>(trust));
+        set_option(handle, CURLOPT_SSL_CTX_DATA, &tls_);
     }
     set_option(handle, CURLOPT_HEADERFUNCTION, &on_header);
     set_option(handle, CURLOPT_WRITEFUNCTION, &on_body);
@@ -231,6 +235,7 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
     set_option(handle, CURLOPT_PREREQDATA, &state);
 
     error_buffer_[0] = '\0';
+    tls_.error.clear();
     const CURLcode code = curl_easy_perform(handle);
     // The header list dies with this call; libcurl must not keep a pointer to it.
     set_option(handle, CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
@@ -243,7 +248,12 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
         }
         return {};
     }
-    error = error_buffer_[0] != '\0' ? std::string(error_buffer_.data()) : curl_easy_strerror(code);
+    if (!tls_.error.empty()) {
+        error = tls_.error;  // libcurl only knows that the TLS set-up hook refused
+    } else {
+        error =
+            error_buffer_[0] != '\0' ? std::string(error_buffer_.data()) : curl_easy_strerror(code);
+    }
     if (code == CURLE_URL_MALFORMAT) {
         return {exchange_status::target_refused, {}};
     }

@@ -14,7 +14,9 @@ namespace zentrova::monitoring_modules::rest::impl {
 // pointers; they are kept untyped here so that only the engine's .cpp files see libcurl.
 class curl_connection {
 public:
-    // `share` and `trust` (may be null) belong to the pool, which outlives its connections.
+    // `share` and `trust` belong to the pool, which outlives its connections. With a trust
+    // store, TLS peers are verified against it alone; without one (null), against the engine's
+    // built-in CA bundle.
     // `origin` (scheme, host and port) is where the connection goes.
     curl_connection(void* share, const openssl_trust_store* trust, std::string origin);
     ~curl_connection();
@@ -29,6 +31,13 @@ public:
     exchange_outcome perform(const std::string& url, const http_exchange& request,
                              http_exchange_result& result, std::string& error);
 
+    // What the engine's TLS set-up hook needs: the pool's trust store, and room for its reason
+    // when the store cannot be used.
+    struct tls_setup {
+        const openssl_trust_store* trust = nullptr;
+        std::string error;
+    };
+
 private:
     struct handle_deleter {
         void operator()(void* handle) const noexcept;
@@ -37,6 +46,7 @@ private:
     std::string origin_;
     std::unique_ptr<void, handle_deleter> handle_;
     std::array<char, 256> error_buffer_{};
+    tls_setup tls_;
 };
 
 }  // namespace zentrova::monitoring_modules::rest::impl

@@ -32,19 +32,40 @@ void connection_pool::engine_state::share_deleter::operator()(void* share) const
 }
 
 connection_pool::engine_state::engine_state(const connection_pool_options& options)
-    : trust_(options.ca_bundle.empty()
-                 ? nullptr
-                 : std::make_unique<impl::openssl_trust_store>(options.ca_bundle)),
-      share_(curl_share_init()),
-      max_idle_(options.max_idle_connections) {
-    if (!share_) {
-        throw std::runtime_error("the HTTP engine (libcurl) cannot make a share object");
+    : trust_(std::make_unique<impl::openssl_trust_store>(options.ca_bundle)),
+      max_idle_(options.max_idle_connections) {}
+
+void connection_pool::engine_state::start() {
+    runtime_.emplace();
+    try {
+        std::unique_ptr<void, share_deleter> share(curl_share_init());
+        if (!share) {
+            throw std::runtime_error("the HTTP engine (libcurl) cannot make a share object");
+        }
+        check(curl_share_setopt(share.get(), CURLSHOPT_LOCKFUNC, &lock_shared));
+        check(curl_share_setopt(share.get(), CURLSHOPT_UNLOCKFUNC, &unlock_shared));
+        check(curl_share_setopt(share.get(), CURLSHOPT_USERDATA, this));
+        check(curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS));
+        check(curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION));
+
+        // The CA bundle and directory a plain handle would use, so that the shared store
+        // trusts exactly what libcurl would, beside the configured extra CAs.
+        const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> probe(curl_easy_init(),
+                                                                        &curl_easy_cleanup);
+        if (!probe) {
+            throw std::runtime_error("the HTTP engine (libcurl) cannot make a new handle");
+        }
+        char* ca_file = nullptr;
+        char* ca_path = nullptr;
+        curl_easy_getinfo(probe.get(), CURLINFO_CAINFO, &ca_file);
+        curl_easy_getinfo(probe.get(), CURLINFO_CAPATH, &ca_path);
+        trust_->use_system_cas(ca_file != nullptr ? ca_file : "",
+                               ca_path != nullptr ? ca_path : "");
+        share_ = std::move(share);
+    } catch (...) {
+        runtime_.reset();  // the next connection starts afresh
+        throw;
     }
-    check(curl_share_setopt(share_.get(), CURLSHOPT_LOCKFUNC, &lock_shared));
-    check(curl_share_setopt(share_.get(), CURLSHOPT_UNLOCKFUNC, &unlock_shared));
-    check(curl_share_setopt(share_.get(), CURLSHOPT_USERDATA, this));
-    check(curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS));
-    check(curl_share_setopt(share_.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION));
 }
 
 connection_pool::engine_state::~engine_state() {
@@ -65,6 +86,7 @@ std::unique_ptr<impl::curl_connection> connection_pool::engine_state::acquire(
             }
         }
     }
+    std::call_once(started_, [this] { start(); });
     return std::make_unique<impl::curl_connection>(share_.get(), trust_.get(), origin);
 }
 

@@ -5,6 +5,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "rest/connection_pool.hpp"
@@ -17,7 +18,8 @@ namespace zentrova::monitoring_modules::rest {
 // libcurl's part of a connection pool. Idle easy handles wait here, each holding the kept-alive
 // connection to one origin (scheme, host and port). libcurl does not support one connection
 // cache shared by concurrent threads, so connections are shared by lending out whole handles;
-// TLS sessions and DNS answers live in a share object that all handles use under locks.
+// TLS sessions and DNS answers live in a share object that all handles use under locks, and the
+// trusted CAs in one certificate store that every connection's TLS context shares.
 class connection_pool::engine_state {
 public:
     explicit engine_state(const connection_pool_options& options);
@@ -43,9 +45,16 @@ private:
         void operator()(void* share) const noexcept;
     };
 
+    // Starts libcurl, makes the share and names libcurl's built-in CAs to the trust store. Runs
+    // with the first connection, so that a module whose sensors have not checked yet has not
+    // paid for the engine (libcurl and OpenSSL take megabytes to start). A failed start throws
+    // and is tried again by the next connection.
+    void start();
+
     // Declared in the order of their lives: libcurl starts first and stops last, and every
     // connection is gone before the share and its locks.
-    http_runtime runtime_;
+    std::optional<http_runtime> runtime_;
+    std::once_flag started_;
     std::unique_ptr<impl::openssl_trust_store> trust_;
     std::array<std::mutex, 16> share_locks_;
     std::unique_ptr<void, share_deleter> share_;

@@ -4,53 +4,9 @@
 #include <utility>
 
 #include "rest/impl/curl_connection_pool.hpp"
+#include "rest/impl/request_text.hpp"
 
 namespace zentrova::monitoring_modules::rest::impl {
-
-namespace {
-
-bool is_token_character(unsigned char character) {
-    static constexpr std::string_view punctuation = "!#$%&'*+-.^_`|~";
-    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
-           (character >= 'A' && character <= 'Z') ||
-           punctuation.find(static_cast<char>(character)) != std::string_view::npos;
-}
-
-// A header that would break the request apart (or smuggle in another) is refused. Returns the
-// reason, or nothing when the header can go out.
-std::string header_problem(const std::string& name, const std::string& value) {
-    if (name.empty()) {
-        return "a header name must not be empty";
-    }
-    for (const char character : name) {
-        if (!is_token_character(static_cast<unsigned char>(character))) {
-            return "the name holds '" + std::string(1, character) +
-                   "', which a header name cannot hold (letters, digits and !#$%&'*+-.^_`|~ only)";
-        }
-    }
-    if (value.find_first_of(std::string_view("\r\n\0", 3)) != std::string::npos) {
-        return "the value holds a line break or a NUL character";
-    }
-    return {};
-}
-
-// libcurl refuses blanks and control characters in a URL; they go out percent-encoded, as any
-// client would send them. Everything else is left exactly as the caller wrote it.
-void append_encoded_target(std::string& encoded, const std::string& target) {
-    static constexpr std::string_view hex = "0123456789ABCDEF";
-    for (const char character : target) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (byte <= 0x20U || byte >= 0x7FU) {
-            encoded += '%';
-            encoded += hex[byte >> 4U];
-            encoded += hex[byte & 0x0FU];
-        } else {
-            encoded += character;
-        }
-    }
-}
-
-}  // namespace
 
 curl_engine::curl_engine(std::shared_ptr<connection_pool> pool) : pool_(std::move(pool)) {}
 

@@ -6,29 +6,40 @@
 
 namespace zentrova::monitoring_modules::rest::impl {
 
-// CA certificates read once from a PEM file and added to every TLS context the engine makes,
-// beside the CAs of the system trust store, so a private CA (the emulator's) is trusted without
-// distrusting the public ones.
+// The CAs every TLS connection of one pool trusts, held in one OpenSSL certificate store that
+// all the pool's TLS contexts share. Reading the system bundle costs a few hundred million
+// instructions and about a megabyte of memory, so it happens once per pool, on the first TLS
+// connection, instead of once per connection (what the engine does on its own) or while the
+// module starts. install_in() may be called from many threads at once; use_system_cas() comes
+// before the first of those calls.
 class openssl_trust_store {
 public:
-    // Throws std::invalid_argument naming the file when it cannot be read or holds no
-    // certificate.
-    explicit openssl_trust_store(const std::string& pem_file);
+    // Reads the bundle of extra CAs (none when the name is empty) at once. Throws
+    // std::invalid_argument naming the file when it cannot be read or holds no certificate.
+    explicit openssl_trust_store(const std::string& extra_pem_file);
     ~openssl_trust_store();
     openssl_trust_store(const openssl_trust_store&) = delete;
     openssl_trust_store& operator=(const openssl_trust_store&) = delete;
     openssl_trust_store(openssl_trust_store&&) = delete;
     openssl_trust_store& operator=(openssl_trust_store&&) = delete;
 
-    // Adds the certificates to an OpenSSL SSL_CTX (untyped so that callers need no OpenSSL
-    // header). Returns false with OpenSSL's reason in `error`.
-    bool add_to(void* ssl_context, std::string& error) const;
+    // The system's CA bundle and directory of hashed CA files (empty: none), trusted beside the
+    // extra CAs. The engine names its built-in defaults when it starts, before any connection
+    // exists; once the store is built they change nothing.
+    void use_system_cas(std::string ca_file, std::string ca_path);
 
+    // Makes an OpenSSL SSL_CTX (untyped so that callers need no OpenSSL header) verify peers
+    // against the shared store, reading the system CAs on the first call. Returns false with
+    // what went wrong and what to check in `error`; a system bundle that cannot be read fails
+    // every call the same way.
+    bool install_in(void* ssl_context, std::string& error) const;
+
+    // Certificates of the extra bundle.
     std::size_t size() const;
 
 private:
-    struct certificates;
-    std::unique_ptr<certificates> certificates_;
+    struct state;
+    std::unique_ptr<state> state_;
 };
 
 }  // namespace zentrova::monitoring_modules::rest::impl

@@ -8,12 +8,31 @@ namespace zentrova::monitoring_modules::rest::impl {
 
 namespace {
 
+constexpr const char* url_expression =
+    R"(^(([^:\/?#]+):(?=\/\/))?(\/\/)?((([^:]+)(?::([^@]+)?)?@)?([^@\\\/?#:]*)(?::(\d+)?)?)?([^?#]*)(\?([^#]*))?(#(.*))?)";
+
 // Groups: 2 scheme, 6 user, 7 password, 8 host, 9 port, 10 path, 12 query, 14 fragment.
 const std::regex& url_pattern() {
-    static const std::regex pattern(
-        R"(^(([^:\/?#]+):(?=\/\/))?(\/\/)?((([^:]+)(?::([^@]+)?)?@)?([^@\\\/?#:]*)(?::(\d+)?)?)?([^?#]*)(\?([^#]*))?(#(.*))?)",
-        std::regex::ECMAScript | std::regex::optimize);
+    static const std::regex pattern(url_expression, std::regex::ECMAScript | std::regex::optimize);
     return pattern;
+}
+
+// libstdc++'s default matcher recurses once per character of the text, so a URL of a few thousand
+// characters (a resource id from the settings, say) would exhaust a host thread's stack. Its
+// breadth-first matcher keeps the same groups for this pattern without recursing on the text, but
+// costs many times more, so it serves only URLs too long for the default one (Azure URLs are a
+// few hundred characters; 512 keeps the recursion far inside a 1 MiB thread stack).
+constexpr std::size_t recursive_match_limit = 512;
+
+const std::regex& long_url_pattern() {
+#if defined(__GLIBCXX__)
+    static const std::regex pattern(url_expression, std::regex::ECMAScript |
+                                                        std::regex_constants::__polynomial |
+                                                        std::regex::optimize);
+    return pattern;
+#else
+    return url_pattern();
+#endif
 }
 
 enum group : std::size_t {
@@ -47,7 +66,8 @@ std::uint16_t default_port(const std::string& scheme) {
 
 parsed_url parse_url(const std::string& text, bool allow_no_host) {
     std::smatch match;
-    if (!std::regex_match(text, match, url_pattern())) {
+    const auto& pattern = text.size() <= recursive_match_limit ? url_pattern() : long_url_pattern();
+    if (!std::regex_match(text, match, pattern)) {
         throw exceptions::invalid_url(text);
     }
     parsed_url url;

@@ -1,0 +1,331 @@
+// Faults end to end: every kind of the module, driven through its exports, against the
+// emulator's fault injection and against endpoints that refuse or present bad certificates.
+// Each case checks the message and response code the host gets, the log line that says what
+// happened, that the module answers the next call, and that no thread is left behind. Leaks are
+// the sanitizer build's part (make test-asan).
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "emulator/tls_identity.hpp"
+#include "tests/reliability/kinds_under_test.hpp"
+#include "tests/reliability/process_threads.hpp"
+#include "tests/support/azure_harness.hpp"
+
+namespace zentrova::monitoring_modules::testing {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+// Where a case's requests go.
+enum class world {
+    emulator,               // the emulator, with the case's fault
+    refusing_port,          // a loopback port that refuses connections
+    untrusted_certificate,  // the emulator, under a certificate of a CA the module does not trust
+    wrong_host_name,        // the emulator, under a certificate for another host name
+};
+
+// How the failure reaches the host, by the catch ladders' four families.
+enum class outcome { success, authentication, connection, request, other };
+
+struct fault_case {
+    std::string name;
+    world where = world::emulator;
+    std::string fault;  // emulator fault, "{route}" standing for the kind's first route
+    outcome expected = outcome::success;
+    std::string told;  // what the failure text (log line and message) must hold
+    std::string timeout = "60";
+};
+
+std::string replaced(std::string text, const std::string& route) {
+    const std::string placeholder = "{route}";
+    for (auto at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder)) {
+        text.replace(at, placeholder.size(), route);
+    }
+    return text;
+}
+
+const std::vector<fault_case>& fault_cases() {
+    static const std::vector<fault_case> cases = {
+        {"ConnectionRefused", world::refusing_port, "", outcome::connection, "Couldn't connect"},
+        {"ClosedWithoutAnswer", world::emulator, R"({"route": "{route}", "kind": "close"})",
+         outcome::request, "Empty reply from server"},
+        {"ClosedMidResponse", world::emulator, R"({"route": "{route}", "kind": "close_mid_body"})",
+         outcome::request, "Request failed: transfer closed with"},
+        {"SlowerThanTheTimeout", world::emulator,
+         R"({"route": "{route}", "kind": "delay", "delay_ms": 4000})", outcome::request,
+         "Operation timed out after", "1"},
+        {"UntrustedCertificate", world::untrusted_certificate, "", outcome::connection,
+         "SSL certificate problem"},
+        {"WrongHostName", world::wrong_host_name, "", outcome::connection, "127.0.0.1"},
+        {"Status401", world::emulator, R"({"route": "{route}", "status": 401})", outcome::request,
+         "HTTP request was not successful: 401: Unauthorized"},
+        {"Status403", world::emulator, R"({"route": "{route}", "status": 403})", outcome::request,
+         "HTTP request was not successful: 403: Forbidden"},
+        {"Status404", world::emulator, R"({"route": "{route}", "status": 404})", outcome::request,
+         "HTTP request was not successful: 404: Not Found"},
+        {"Status429WithRetryAfter", world::emulator,
+         R"({"route": "{route}", "status": 429, "retry_after": 30})", outcome::request,
+         "HTTP request was not successful: 429: Too Many Requests"},
+        {"Status500", world::emulator, R"({"route": "{route}", "status": 500})", outcome::request,
+         "HTTP request was not successful: 500: Internal Server Error"},
+        {"Status503", world::emulator, R"({"route": "{route}", "status": 503})", outcome::request,
+         "HTTP request was not successful: 503: Service Unavailable"},
+        {"WrongContentType", world::emulator,
+         R"({"route": "{route}", "kind": "wrong_content_type"})", outcome::other,
+         "Invalid Content-Type"},
+        {"EmptyBody", world::emulator, R"({"route": "{route}", "kind": "empty_body"})",
+         outcome::other, "The received JSON data could not be parsed."},
+        {"TruncatedBody", world::emulator, R"({"route": "{route}", "kind": "truncated_body"})",
+         outcome::other, "The received JSON data could not be parsed."},
+        {"InvalidJson", world::emulator, R"({"route": "{route}", "kind": "invalid_json"})",
+         outcome::other, "The received JSON data could not be parsed."},
+        {"TenMegabyteBody", world::emulator, R"({"route": "{route}", "kind": "large_body"})",
+         outcome::success, ""},
+        {"TokenEndpointFails", world::emulator, R"({"route": "token", "status": 500})",
+         outcome::authentication, "Authentication failed: "},
+        {"TokenEndpointGivesNoToken", world::emulator,
+         R"({"route": "token", "body": "{\"token_type\": \"Bearer\", \"expires_in\": \"3599\"}"})",
+         outcome::authentication, "holds no access_token"},
+    };
+    return cases;
+}
+
+// The message a kind's catch ladder sets for a failure of `expected` whose text holds `told`.
+void expect_message(const kind_under_test& kind, outcome expected, const std::string& message,
+                    const std::string& told) {
+    if (!kind.metascan) {
+        switch (expected) {
+            case outcome::authentication:
+                EXPECT_EQ(message, "#:error.authentication_failed");
+                return;
+            case outcome::connection:
+                EXPECT_EQ(message, "#:error.connection_failed");
+                return;
+            case outcome::request:
+                EXPECT_THAT(message, StartsWith("#:error.request_failed[Request failed: "));
+                EXPECT_THAT(message, HasSubstr(told));
+                return;
+            case outcome::other:
+                EXPECT_EQ(message, "#:error.generic");
+                return;
+            case outcome::success:
+                EXPECT_EQ(message, "");
+                return;
+        }
+    }
+    switch (expected) {
+        case outcome::authentication:
+            EXPECT_THAT(message, StartsWith("#:error.meta.authentication_failed[Authentication "
+                                            "failed: "));
+            break;
+        case outcome::connection:
+            EXPECT_THAT(message, StartsWith("#:error.meta.connection_failed[Connection failed: "));
+            break;
+        case outcome::request:
+            EXPECT_THAT(message, StartsWith("An error occurred.Request failed: "));
+            break;
+        case outcome::other:
+            EXPECT_THAT(message, StartsWith("An error occurred."));
+            break;
+        case outcome::success:
+            EXPECT_EQ(message, "");
+            return;
+    }
+    EXPECT_THAT(message, HasSubstr(told));
+}
+
+// A loopback port that is bound but never listens: connections to it are refused at once.
+class refusing_port {
+public:
+    refusing_port() : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        address.sin_port = 0;
+        socklen_t length = sizeof(address);
+        // NOLINTBEGIN(cppcoreguidelines-pro-type-reinterpret-cast): the sockets API
+        if (socket_ < 0 || ::bind(socket_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+            ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+            throw std::runtime_error("cannot bind a loopback port");
+        }
+        // NOLINTEND(cppcoreguidelines-pro-type-reinterpret-cast)
+        port_ = ntohs(address.sin_port);
+    }
+    ~refusing_port() { ::close(socket_); }
+    refusing_port(const refusing_port&) = delete;
+    refusing_port& operator=(const refusing_port&) = delete;
+
+    int port() const { return port_; }
+
+private:
+    int socket_;
+    int port_ = 0;
+};
+
+// The emulator under a certificate the module must refuse: one signed by a CA other than the
+// one it trusts, or one for another host name.
+emulator::emulator_options with_bad_certificate(world where, const std::string& directory) {
+    const auto served = where == world::wrong_host_name
+                            ? emulator::tls_identity::generate({"wrong-name.invalid"}, {})
+                            : emulator::tls_identity::for_loopback();
+    const auto files = emulator::write_tls_identity(served, directory + "/served");
+    emulator::emulator_options options;
+    options.certificate_file = files.certificate_file;
+    options.private_key_file = files.private_key_file;
+    options.ca_file = files.ca_file;
+    if (where == world::untrusted_certificate) {
+        // The module is told to trust another CA than the one that signed the certificate.
+        options.ca_file = emulator::write_tls_identity(emulator::tls_identity::for_loopback(),
+                                                       directory + "/other")
+                              .ca_file;
+    }
+    return options;
+}
+
+// Points the running module at other endpoints: the module reads them when it is initialised.
+void reinitialise(azure_harness& harness, const std::string& arm, const std::string& login,
+                  const std::string& ca_bundle) {
+    ASSERT_EQ(harness.module().cleanup(), 0);
+    ::setenv("MICROSOFTAZURE_ARM_ENDPOINT", arm.c_str(), 1);
+    ::setenv("MICROSOFTAZURE_LOGIN_ENDPOINT", login.c_str(), 1);
+    ::setenv("MICROSOFTAZURE_CA_BUNDLE", ca_bundle.c_str(), 1);
+    ASSERT_EQ(harness.module().initialize(), 0);
+}
+
+// One kind, one fault: the call under the fault, then the next call.
+class FaultSuite : public ::testing::TestWithParam<std::tuple<kind_under_test, fault_case>> {
+protected:
+    struct answer {
+        int code = -1;
+        int response_code = -1;
+        std::string message;
+        std::size_t values = 0;  // channel values or discovered rows
+    };
+
+    // A check of a sensor made before the fault (so the fault meets the check, not the
+    // creation), or a meta scan.
+    answer call(azure_harness& harness, const settings_buffer& settings, int sensor_id) {
+        answer result;
+        if (kind().metascan) {
+            const auto found = harness.discover(settings, sensor_id, 1);
+            result = {found.code, found.response_code, found.message, found.rows.size()};
+        } else {
+            const auto checked = harness.check(sensor_id, settings);
+            result = {checked.code, checked.response_code, checked.message, checked.values.size()};
+        }
+        return result;
+    }
+
+    void expect_answer(const answer& got, outcome expected, const std::string& told) {
+        EXPECT_EQ(got.code, 0);
+        if (expected == outcome::success) {
+            EXPECT_EQ(got.response_code, 0) << got.message;
+            EXPECT_GT(got.values, 0U);
+        } else {
+            EXPECT_EQ(got.response_code, kind().metascan ? 5 : 3);
+            if (!kind().metascan) {
+                EXPECT_EQ(got.values, 0U);
+            }
+        }
+        expect_message(kind(), expected, got.message, told);
+    }
+
+    const kind_under_test& kind() const { return std::get<0>(GetParam()); }
+    const fault_case& fault() const { return std::get<1>(GetParam()); }
+};
+
+TEST_P(FaultSuite, TellsWhatHappenedAndKeepsAnswering) {
+    if (fault().timeout != "60" && !kind().honours_timeout) {
+        GTEST_SKIP() << kind().name << " waits a fixed time, not its timeout setting";
+    }
+    const std::size_t threads_before = process_threads();
+    const auto directory =
+        std::filesystem::temp_directory_path() / ("fault-suite-" + std::to_string(::getpid()));
+    {
+        const bool bad_certificate = fault().where == world::untrusted_certificate ||
+                                     fault().where == world::wrong_host_name;
+        azure_harness harness(bad_certificate
+                                  ? with_bad_certificate(fault().where, directory.string())
+                                  : emulator::emulator_options{});
+        auto settings =
+            kind().settings(harness.settings(kind().name), harness.subscription_id(), 0);
+        settings.settings["timeout"] = fault().timeout;
+        const int sensor_id = 11;
+        if (!kind().metascan) {
+            ASSERT_EQ(harness.create(sensor_id, settings).code, 0) << harness.runtime_log();
+        }
+
+        std::unique_ptr<refusing_port> refusing;
+        if (fault().where == world::refusing_port) {
+            refusing = std::make_unique<refusing_port>();
+            const std::string endpoint = "https://127.0.0.1:" + std::to_string(refusing->port());
+            reinitialise(harness, endpoint + "/", endpoint, harness.emulator().ca_file());
+            if (!kind().metascan) {
+                ASSERT_EQ(harness.create(sensor_id, settings).code, 0);
+            }
+        }
+        if (!fault().fault.empty()) {
+            harness.emulator().set_faults_json(replaced(fault().fault, kind().first_route));
+        }
+
+        const answer faulted = call(harness, settings, sensor_id);
+        expect_answer(faulted, fault().expected, fault().told);
+        // Kept in the test report (--gtest_output=xml): what the host received, case by case.
+        RecordProperty("message", faulted.message);
+        RecordProperty("response_code", faulted.response_code);
+        if (fault().expected != outcome::success) {
+            EXPECT_THAT(harness.sensor_log(sensor_id), HasSubstr(fault().told));
+        }
+
+        // The next call: with the fault gone it succeeds; where the fault cannot go away (a
+        // certificate for another name) the module still answers, with the same failure.
+        harness.emulator().clear_faults();
+        outcome next = outcome::success;
+        if (fault().where == world::refusing_port) {
+            reinitialise(harness, harness.emulator().base_url(), harness.emulator().login_url(),
+                         harness.emulator().ca_file());
+        } else if (fault().where == world::untrusted_certificate) {
+            reinitialise(harness, harness.emulator().base_url(), harness.emulator().login_url(),
+                         (directory / "served" / "ca.pem").string());
+        } else if (fault().where == world::wrong_host_name) {
+            next = fault().expected;
+        }
+        if (!kind().metascan && fault().where != world::emulator) {
+            ASSERT_EQ(harness.create(sensor_id, settings).code, 0);
+        }
+        settings.settings["timeout"] = "60";
+        expect_answer(call(harness, settings, sensor_id), next, fault().told);
+    }
+    std::filesystem::remove_all(directory);
+    EXPECT_EQ(process_threads(), threads_before) << "threads were left behind";
+}
+
+std::string case_name(
+    const ::testing::TestParamInfo<std::tuple<kind_under_test, fault_case>>& info) {
+    std::string name = std::get<0>(info.param).name + "_" + std::get<1>(info.param).name;
+    for (char& c : name) {
+        if (std::isalnum(static_cast<unsigned char>(c)) == 0) {
+            c = '_';
+        }
+    }
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryKind, FaultSuite,
+                         ::testing::Combine(::testing::ValuesIn(kinds_under_test()),
+                                            ::testing::ValuesIn(fault_cases())),
+                         case_name);
+
+}  // namespace
+}  // namespace zentrova::monitoring_modules::testing

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tests/support/settings_buffer.hpp"
+
+namespace zentrova::monitoring_modules::testing {
+
+// One kind of the module as the reliability tests drive it against the bundled scenario. A kind
+// that lands in the module joins every fault, load and lifecycle test by one entry here.
+struct kind_under_test {
+    std::string name;
+    bool metascan = false;
+    // The emulator route of the kind's first Azure Resource Manager request: faults go there.
+    std::string first_route;
+    // How many distinct working sensors (or scans) the bundled scenario offers.
+    std::size_t variants = 1;
+    // The settings of variant `variant`, from a buffer that holds the scenario's credentials.
+    std::function<settings_buffer(settings_buffer credentials, const std::string& subscription_id,
+                                  std::size_t variant)>
+        settings;
+    // Whether the kind's requests wait as long as the sensor's "timeout" setting says.
+    bool honours_timeout = true;
+};
+
+// Every kind the module registers, sensors first.
+const std::vector<kind_under_test>& kinds_under_test();
+
+// The sensor kinds and the meta-scan kinds alone.
+std::vector<kind_under_test> sensor_kinds();
+std::vector<kind_under_test> metascan_kinds();
+
+}  // namespace zentrova::monitoring_modules::testing

@@ -1,0 +1,48 @@
+// The Windows side of the conformance suite: the WinHTTP engine, against the conformance server
+// that runs natively beside Wine (scripts/windows-test-servers.sh starts it).
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "rest/impl/winhttp_engine.hpp"
+#include "tests/rest/conformance/engines_under_test.hpp"
+
+namespace zentrova::monitoring_modules::rest::testing {
+
+namespace {
+
+server_description read_description() {
+    const char* file = std::getenv("MICROSOFTAZURE_CONFORMANCE_SERVER");
+    if (file == nullptr || *file == '\0') {
+        throw std::runtime_error(
+            "MICROSOFTAZURE_CONFORMANCE_SERVER names no file: run these tests through CTest in "
+            "the Windows build (make test-windows), which starts transport-conformance-server");
+    }
+    std::ifstream in(file);
+    if (!in) {
+        throw std::runtime_error(std::string("cannot read the conformance server's description ") +
+                                 file + "; is transport-conformance-server running?");
+    }
+    std::stringstream text;
+    text << in.rdbuf();
+    return server_description::from_text(text.str());
+}
+
+}  // namespace
+
+std::vector<engine_under_test> engines_under_test() {
+    return {{"WinHTTP", [](std::shared_ptr<connection_pool> pool) {
+                 return std::unique_ptr<http_engine_interface>(
+                     std::make_unique<impl::winhttp_engine>(std::move(pool)));
+             }}};
+}
+
+const server_description& server_under_test() {
+    static const server_description description = read_description();
+    return description;
+}
+
+}  // namespace zentrova::monitoring_modules::rest::testing
