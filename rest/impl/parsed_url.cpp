@@ -21,7 +21,7 @@ const std::regex& url_pattern() {
 // characters (a resource id from the settings, say) would exhaust a host thread's stack. Its
 // breadth-first matcher keeps the same groups for this pattern without recursing on the text, but
 // costs many times more, so it serves only URLs too long for the default one (Azure URLs are a
-// few hundred characters; 512 keeps the recursion far inside a 1 MiB thread stack).
+// few hundred characters; 512 keep the recursion inside a 1 MiB thread stack, sanitizers included).
 constexpr std::size_t recursive_match_limit = 512;
 
 const std::regex& long_url_pattern() {

@@ -14,7 +14,10 @@
 namespace zentrova::monitoring_modules::testing {
 namespace {
 
-// Runs `work` on a thread with a stack of `stack_bytes`, as small as a probe's threads may have.
+// A Windows thread's default stack, the smallest a probe's threads are likely to have.
+constexpr std::size_t windows_default_stack = 1024 * 1024;
+
+// Runs `work` on a thread with a stack of `stack_bytes`.
 void on_small_stack(std::size_t stack_bytes, const std::function<void()>& work) {
     pthread_attr_t attributes;
     ASSERT_EQ(pthread_attr_init(&attributes), 0);
@@ -42,7 +45,7 @@ TEST(Findings, ALongUrlParsesOnASmallStack) {
         const std::string url = head + std::string(length - head.size() - tail.size(), 'v') + tail;
         std::string path;
         std::string query;
-        on_small_stack(256 * 1024, [&] {
+        on_small_stack(windows_default_stack, [&] {
             const auto parsed = rest::impl::parse_url(url);
             path = parsed.path;
             query = parsed.query;
