@@ -9,14 +9,15 @@ namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
 
 // The objects of an array that must hold at least one; an absent or empty one throws
-// std::out_of_range with `what_is_missing`.
+// std::out_of_range with the text `what_is_missing` makes (only then: checks that succeed
+// should not pay for the message).
+template <typename Describe>
 std::vector<std::unique_ptr<json::parser_interface>> non_empty_objects(
-    const json::parser_interface& parent, const std::string& path,
-    const std::string& what_is_missing) {
+    const json::parser_interface& parent, const std::string& path, Describe what_is_missing) {
     try {
         return parent.get_object_array(path);
     } catch (const json::exceptions::empty_result&) {
-        throw std::out_of_range(what_is_missing);
+        throw std::out_of_range(what_is_missing());
     }
 }
 
@@ -46,17 +47,21 @@ std::string monitor_metric::error_code() const {
 }
 
 std::vector<std::unique_ptr<json::parser_interface>> monitor_metric::data_points() const {
-    const auto series =
-        non_empty_objects(*element_, "/timeseries", "The metric " + name() + " has no time series");
-    return non_empty_objects(*series.front(), "/data",
-                             "The time series of metric " + name() + " holds no data point");
+    const auto series = non_empty_objects(*element_, "/timeseries", [this] {
+        return "The metric " + name() + " has no time series";
+    });
+    return non_empty_objects(*series.front(), "/data", [this] {
+        return "The time series of metric " + name() + " holds no data point";
+    });
 }
 
 std::vector<monitor_metric> read_monitor_metrics(azure_client& client, const std::string& tail,
                                                  framework::logging::log_interface& log,
                                                  const std::string& no_metrics_text) {
     const auto answer = client.get(tail);
-    log.write(framework::logging::debug, "API response: " + answer.body);
+    if (log.enabled()) {
+        log.write(framework::logging::debug, "API response: " + answer.body);
+    }
     json::check_status(answer);
     const auto body = json::parse_json_response(answer);
     std::vector<std::unique_ptr<json::parser_interface>> elements;

@@ -1,7 +1,9 @@
 #include "framework/settings/sensor_data_wrapper.hpp"
 
+#include <array>
 #include <charconv>
-#include <jsoncons/json.hpp>
+#include <jsoncons/json_reader.hpp>
+#include <jsoncons/json_visitor.hpp>
 
 #include "framework/messaging/impl/json_writer.hpp"
 #include "framework/utils/exceptions.hpp"
@@ -12,31 +14,209 @@ namespace {
 using utils::exceptions::invalid_settings_buffer;
 using utils::exceptions::setting_not_available;
 
-// A member that must be an object of texts; a missing or null member means empty.
-std::map<std::string, std::string> read_texts(const jsoncons::json& root,
-                                              const std::string& member) {
-    std::map<std::string, std::string> texts;
-    const auto found = root.find(member);
-    if (found == root.object_range().end() || found->value().is_null()) {
-        return texts;
-    }
-    if (!found->value().is_object()) {
-        throw invalid_settings_buffer("\"" + member + "\" must be an object of texts");
-    }
-    for (const auto& entry : found->value().object_range()) {
-        if (!entry.value().is_string()) {
-            throw invalid_settings_buffer(
-                "\"" + member + "\".\"" + entry.key() +
-                "\" must be a text (numbers are sent as text, e.g. \"60\")");
-        }
-        texts.emplace(entry.key(), entry.value().as_string());
-    }
-    return texts;
-}
+// The members the wrapper reads, in the order their problems are reported.
+constexpr std::size_t kind_member = 0;
+constexpr std::size_t member_count = 5;
+constexpr std::size_t no_member = member_count;
+constexpr std::array<const char*, member_count> member_names{"kind", "settings", "secure_settings",
+                                                             "channels", "persistent_data"};
 
-std::map<int, std::string> read_channels(const jsoncons::json& root) {
+// Reads the buffer as the parser walks it, straight into the wrapper's maps: the host sends it
+// with every call, and a document tree of it would cost more than the reading. The first
+// problem of each member is kept and reported once the whole text has proved to be JSON, so
+// that a broken text is always reported as such. A member that appears twice counts once.
+class buffer_reader final : public jsoncons::basic_json_visitor<char> {
+public:
+    // `texts` receives the objects of texts, by member; its entry for "kind" is unused.
+    buffer_reader(std::string& kind,
+                  std::array<std::map<std::string, std::string>*, member_count> texts)
+        : kind_(kind), texts_(texts) {}
+
+    // Throws invalid_settings_buffer for the first problem, in member order.
+    void report() const {
+        if (!root_is_object_) {
+            throw invalid_settings_buffer(R"(it must be a JSON object with "kind" and "settings")");
+        }
+        for (const auto& problem : problems_) {
+            if (!problem.empty()) {
+                throw invalid_settings_buffer(problem);
+            }
+        }
+    }
+
+private:
+    using context = jsoncons::ser_context;
+
+    void visit_flush() override {}
+
+    JSONCONS_VISITOR_RETURN_TYPE visit_begin_object(jsoncons::semantic_tag, const context&,
+                                                    std::error_code&) override {
+        begin_container(true);
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_begin_array(jsoncons::semantic_tag, const context&,
+                                                   std::error_code&) override {
+        begin_container(false);
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_end_object(const context&, std::error_code&) override {
+        end_container();
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_end_array(const context&, std::error_code&) override {
+        end_container();
+        JSONCONS_VISITOR_RETURN;
+    }
+
+    JSONCONS_VISITOR_RETURN_TYPE visit_key(const string_view_type& name, const context&,
+                                           std::error_code&) override {
+        if (skip_from_ == 0 && depth_ == 1) {
+            member_ = no_member;
+            for (std::size_t i = 0; i < member_count; ++i) {
+                if (name == member_names[i]) {
+                    member_ = i;
+                }
+            }
+        } else if (skip_from_ == 0 && reading_) {
+            key_.assign(name.data(), name.size());
+        }
+        JSONCONS_VISITOR_RETURN;
+    }
+
+    JSONCONS_VISITOR_RETURN_TYPE visit_string(const string_view_type& value, jsoncons::semantic_tag,
+                                              const context&, std::error_code&) override {
+        if (skip_from_ == 0 && depth_ == 1 && member_ == kind_member) {
+            if (!seen_[kind_member]) {
+                kind_.assign(value.data(), value.size());
+                seen_[kind_member] = true;
+            }
+        } else if (skip_from_ == 0 && reading_) {
+            texts_[member_]->emplace(key_, std::string(value.data(), value.size()));
+        } else {
+            not_a_text();
+        }
+        JSONCONS_VISITOR_RETURN;
+    }
+
+    JSONCONS_VISITOR_RETURN_TYPE visit_null(jsoncons::semantic_tag, const context&,
+                                            std::error_code&) override {
+        if (skip_from_ == 0 && depth_ == 1 && member_ != no_member) {
+            seen_[member_] = true;  // a null member means empty
+        } else {
+            not_a_text();
+        }
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_bool(bool, jsoncons::semantic_tag, const context&,
+                                            std::error_code&) override {
+        not_a_text();
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_byte_string(const jsoncons::byte_string_view&,
+                                                   jsoncons::semantic_tag, const context&,
+                                                   std::error_code&) override {
+        not_a_text();
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_byte_string(const jsoncons::byte_string_view&, std::uint64_t,
+                                                   const context&, std::error_code&) override {
+        not_a_text();
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_uint64(std::uint64_t, jsoncons::semantic_tag, const context&,
+                                              std::error_code&) override {
+        not_a_text();
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_int64(std::int64_t, jsoncons::semantic_tag, const context&,
+                                             std::error_code&) override {
+        not_a_text();
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_half(std::uint16_t, jsoncons::semantic_tag, const context&,
+                                            std::error_code&) override {
+        not_a_text();
+        JSONCONS_VISITOR_RETURN;
+    }
+    JSONCONS_VISITOR_RETURN_TYPE visit_double(double, jsoncons::semantic_tag, const context&,
+                                              std::error_code&) override {
+        not_a_text();
+        JSONCONS_VISITOR_RETURN;
+    }
+
+    void note(std::string problem) {
+        if (problems_[member_].empty()) {
+            problems_[member_] = std::move(problem);
+        }
+    }
+
+    // A value of the wrong kind for a member (depth 1) or for a text of one (depth 2).
+    void wrong_kind() {
+        if (depth_ == 1 && member_ == kind_member) {
+            note("\"kind\" must be a text");
+        } else if (depth_ == 1 && member_ != no_member) {
+            note(std::string("\"") + member_names[member_] + "\" must be an object of texts");
+        } else if (depth_ == 2 && reading_) {
+            note(std::string("\"") + member_names[member_] + "\".\"" + key_ +
+                 R"(" must be a text (numbers are sent as text, e.g. "60"))");
+        }
+    }
+
+    // Any value but a text (or a null member) at the current depth.
+    void not_a_text() {
+        if (skip_from_ == 0) {
+            wrong_kind();
+        }
+    }
+
+    void begin_container(bool object) {
+        if (skip_from_ != 0) {
+            ++depth_;
+            return;
+        }
+        if (depth_ == 0) {
+            root_is_object_ = object;
+        } else if (depth_ == 1 && member_ != no_member && member_ != kind_member && object) {
+            if (!seen_[member_]) {
+                seen_[member_] = true;
+                reading_ = true;
+                ++depth_;
+                return;
+            }
+        } else {
+            wrong_kind();
+        }
+        ++depth_;
+        // The root object is read; any other container here is walked past unread.
+        if (depth_ > 1 || !object) {
+            skip_from_ = depth_;
+        }
+    }
+
+    void end_container() {
+        if (skip_from_ == depth_) {
+            skip_from_ = 0;
+        } else if (depth_ == 2) {
+            reading_ = false;
+        }
+        --depth_;
+    }
+
+    std::string& kind_;
+    std::array<std::map<std::string, std::string>*, member_count> texts_;
+    std::array<std::string, member_count> problems_;
+    std::array<bool, member_count> seen_{};
+    bool root_is_object_ = false;
+    std::size_t depth_ = 0;      // 1 inside the root object, 2 inside one of its members
+    std::size_t skip_from_ = 0;  // the depth of a container walked past unread, 0 for none
+    std::size_t member_ = no_member;
+    bool reading_ = false;  // inside one of the objects of texts
+    std::string key_;
+};
+
+std::map<int, std::string> channel_ids(const std::map<std::string, std::string>& texts) {
     std::map<int, std::string> channels;
-    for (const auto& [id_text, name] : read_texts(root, "channels")) {
+    for (const auto& [id_text, name] : texts) {
         int id = 0;
         const char* end = id_text.data() + id_text.size();
         const auto [stop, error] = std::from_chars(id_text.data(), end, id, 10);
@@ -69,26 +249,17 @@ sensor_data_wrapper::sensor_data_wrapper(const void* data, unsigned size) {
         throw invalid_settings_buffer("the host passed an empty buffer");
     }
     const std::string_view text(static_cast<const char*>(data), size);
-    jsoncons::json root;
+    std::map<std::string, std::string> channel_texts;
+    buffer_reader reader(
+        kind_, {nullptr, &settings_, &secure_settings_, &channel_texts, &persistent_data_});
     try {
-        root = jsoncons::json::parse(text);
+        jsoncons::json_string_reader parser(text, reader);
+        parser.read();
     } catch (const std::exception& e) {
         throw invalid_settings_buffer(std::string("it is not JSON (") + e.what() + ")");
     }
-    if (!root.is_object()) {
-        throw invalid_settings_buffer("it must be a JSON object with \"kind\" and \"settings\"");
-    }
-    const auto kind = root.find("kind");
-    if (kind != root.object_range().end() && !kind->value().is_null()) {
-        if (!kind->value().is_string()) {
-            throw invalid_settings_buffer("\"kind\" must be a text");
-        }
-        kind_ = kind->value().as_string();
-    }
-    settings_ = read_texts(root, "settings");
-    secure_settings_ = read_texts(root, "secure_settings");
-    channels_ = read_channels(root);
-    persistent_data_ = read_texts(root, "persistent_data");
+    reader.report();
+    channels_ = channel_ids(channel_texts);
 }
 
 const std::string& sensor_data_wrapper::get_value(const std::string& key) const {

@@ -37,13 +37,13 @@ bool impl_jsonpointer::get_bool(const std::string& path) const {
 }
 
 std::vector<std::string> impl_jsonpointer::get_string_array(const std::string& path) const {
-    std::vector<json_node> elements;
-    try {
-        elements = find(path).elements();
-    } catch (const exceptions::empty_result&) {
-        // A list that is missing or empty reads as no entries.
+    // A list that is missing or empty reads as no entries. Callers read tables row by row
+    // until a row is missing, so that case is answered without an exception.
+    json_node list(base_);
+    if (!base_.find_pointer(path, list) || list.is_empty()) {
         return {};
     }
+    const std::vector<json_node> elements = list.elements();
     std::vector<std::string> result;
     result.reserve(elements.size());
     for (const json_node& element : elements) {

@@ -178,17 +178,27 @@ bool json_node::is_empty() const {
 }
 
 json_node json_node::at_pointer(const std::string& pointer) const {
-    if (const jsoncons::json* found = find_plain_pointer(value_of(value_), pointer)) {
-        return json_node(found);
+    json_node found(nullptr);
+    if (!find_pointer(pointer, found)) {
+        throw exceptions::empty_result(pointer);
+    }
+    return found;
+}
+
+bool json_node::find_pointer(const std::string& pointer, json_node& found) const {
+    if (const jsoncons::json* value = find_plain_pointer(value_of(value_), pointer)) {
+        found = json_node(value);
+        return true;
     }
     std::error_code code;
     // The const overload answers a reference into the document: nothing is copied on the way.
-    const jsoncons::json& found = jsoncons::jsonpointer::get(value_of(value_), pointer, code);
+    const jsoncons::json& value = jsoncons::jsonpointer::get(value_of(value_), pointer, code);
     if (!code) {
-        return json_node(&found);
+        found = json_node(&value);
+        return true;
     }
     if (leads_nowhere(code)) {
-        throw exceptions::empty_result(pointer);
+        return false;
     }
     throw exceptions::query_error(code.message());
 }

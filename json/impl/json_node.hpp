@@ -21,6 +21,9 @@ public:
     // exceptions::empty_result with the pointer as details; a malformed one throws
     // exceptions::query_error with the library's text.
     json_node at_pointer(const std::string& pointer) const;
+    // The same, but a pointer that leads nowhere answers false instead of throwing: callers
+    // that probe for the end of a list should not pay for an exception per list.
+    bool find_pointer(const std::string& pointer, json_node& found) const;
 
     std::string to_string() const;
     std::int64_t to_int() const;

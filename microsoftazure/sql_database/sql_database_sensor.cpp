@@ -149,7 +149,9 @@ void sql_database_sensor::read_metrics(azure_client& client,
                                     "' resource");
         }
         result.add_float(static_cast<int>(found - metrics_.begin()), value);
-        log("Metric " + name + ": " + printed(value));
+        if (log().enabled()) {
+            log("Metric " + name + ": " + printed(value));
+        }
     }
 }
 

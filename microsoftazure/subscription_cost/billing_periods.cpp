@@ -16,9 +16,11 @@ billing_period_map read_billing_periods(cost_endpoint& endpoint) {
         period.end_date = item->get_string("/properties/billingPeriodEndDate");
         periods.emplace(period.name, period);
     }
-    endpoint.log("Billing periods:");
-    for (const auto& [name, period] : periods) {
-        endpoint.log("- " + name + ": " + period.start_date + " - " + period.end_date);
+    if (endpoint.logging()) {
+        endpoint.log("Billing periods:");
+        for (const auto& [name, period] : periods) {
+            endpoint.log("- " + name + ": " + period.start_date + " - " + period.end_date);
+        }
     }
     return periods;
 }

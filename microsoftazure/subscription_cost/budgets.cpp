@@ -18,10 +18,12 @@ std::vector<budget_info> read_budgets(cost_endpoint& endpoint, std::string& curr
         adopt_currency(currency, unit, "Read Budgets");
         budgets.push_back(std::move(budget));
     }
-    endpoint.log("Budgets:");
-    for (const auto& budget : budgets) {
-        endpoint.log("- " + budget.name + " " + fixed_text(budget.current_spend, 6) + " of " +
-                     fixed_text(budget.amount, 6) + " used");
+    if (endpoint.logging()) {
+        endpoint.log("Budgets:");
+        for (const auto& budget : budgets) {
+            endpoint.log("- " + budget.name + " " + fixed_text(budget.current_spend, 6) + " of " +
+                         fixed_text(budget.amount, 6) + " used");
+        }
     }
     return budgets;
 }

@@ -25,6 +25,8 @@ public:
                                                  const std::string& body);
 
     void log(const std::string& line) const;
+    // Whether log lines go anywhere: lines that take work to build are built only then.
+    bool logging() const { return log_.enabled(); }
 
 private:
     std::unique_ptr<json::parser_interface> read(const std::string& label,

@@ -69,12 +69,11 @@ cost_values read_costs(cost_endpoint& endpoint, const std::string& start_date,
         costs[table.text(row, key_column)] += table.number(row, cost_column);
     }
 
-    endpoint.log("Cost values:");
-    for (const auto& [key, cost] : costs) {
-        std::string line = "- " + key;
-        line += ": " + fixed_text(cost, 6);
-        line += " " + currency;
-        endpoint.log(line);
+    if (endpoint.logging()) {
+        endpoint.log("Cost values:");
+        for (const auto& [key, cost] : costs) {
+            endpoint.log("- " + key + ": " + fixed_text(cost, 6) + " " + currency);
+        }
     }
     return costs;
 }
@@ -91,8 +90,10 @@ period_costs read_previous_and_current_cost(cost_endpoint& endpoint, const std::
         // unclear, so only the newest is reported and no previous cost rather than a wrong one.
         result.current = costs.rbegin()->second;
     }
-    endpoint.log("Previous cost: " + fixed_text(result.previous, 6));
-    endpoint.log("Current cost:  " + fixed_text(result.current, 6));
+    if (endpoint.logging()) {
+        endpoint.log("Previous cost: " + fixed_text(result.previous, 6));
+        endpoint.log("Current cost:  " + fixed_text(result.current, 6));
+    }
     return result;
 }
 

@@ -47,8 +47,10 @@ double read_forecast(cost_endpoint& endpoint, double current_cost, std::string& 
     // The actual cost of the period is already counted in the current cost; only the days
     // still to come are added.
     double forecast = current_cost;
+    // The rows are printed after the total's rows are all read, and only when the log keeps
+    // them; every row's date is read either way, so a short row fails the check alike.
+    const bool logging = endpoint.logging();
     std::vector<std::string> lines;
-    lines.reserve(table.row_count());
     for (std::size_t row = 0; row < table.row_count(); ++row) {
         const std::string& row_currency = table.text(row, currency_column);
         adopt_currency(currency, row_currency, "Read Forecast");
@@ -56,18 +58,22 @@ double read_forecast(cost_endpoint& endpoint, double current_cost, std::string& 
         if (status == "Forecast") {
             forecast += table.number(row, cost_column);
         }
-        std::string line = "- " + table.text(row, date_column);
-        line += ": " + table.text(row, cost_column);
-        line += " " + row_currency;
-        line += " (" + status + ")";
-        lines.push_back(std::move(line));
+        const std::string& date = table.text(row, date_column);
+        if (logging) {
+            std::string line = "- " + date;
+            line.append(": ").append(table.text(row, cost_column)).append(" ").append(row_currency);
+            line.append(" (").append(status).append(")");
+            lines.push_back(std::move(line));
+        }
     }
 
-    endpoint.log("Forecast values:");
-    for (const auto& line : lines) {
-        endpoint.log(line);
+    if (logging) {
+        endpoint.log("Forecast values:");
+        for (const auto& line : lines) {
+            endpoint.log(line);
+        }
+        endpoint.log("Forecast: " + fixed_text(forecast, 6));
     }
-    endpoint.log("Forecast: " + fixed_text(forecast, 6));
     return forecast;
 }
 

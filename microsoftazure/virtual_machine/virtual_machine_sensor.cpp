@@ -117,7 +117,9 @@ void virtual_machine_sensor::read_metrics(azure_client& client,
 void virtual_machine_sensor::read_power_state(azure_client& client,
                                               framework::responses::sensor_scan_result& result) {
     const auto answer = client.get(settings().vm_id + "/instanceView?api-version=2020-06-01");
-    log("API response: " + answer.body);
+    if (log().enabled()) {
+        log("API response: " + answer.body);
+    }
     json::check_status(answer);
     const auto body = json::parse_json_response(answer);
     std::string power_state;

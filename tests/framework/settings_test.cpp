@@ -80,7 +80,23 @@ INSTANTIATE_TEST_SUITE_P(
         bad_buffer{R"({"secure_settings":{"k":null}})", "\"secure_settings\".\"k\" must be a text"},
         bad_buffer{R"({"channels":{"one":"x"}})", "channel id \"one\" is not a decimal number"},
         bad_buffer{R"({"channels":{"99999999999":"x"}})", "channel id"},
-        bad_buffer{R"({"persistent_data":{"k":true}})", "\"persistent_data\".\"k\""}));
+        bad_buffer{R"({"persistent_data":{"k":true}})", "\"persistent_data\".\"k\""},
+        bad_buffer{R"({"settings":{"group":{"a":"1"}}})", "\"settings\".\"group\" must be a text"},
+        bad_buffer{R"({"kind":{"name":"x"}})", "\"kind\" must be a text"},
+        // Broken text is reported as such even after a member of the wrong kind.
+        bad_buffer{R"({"settings":{"timeout":60},"kind":)", "not JSON"},
+        // Problems are reported in member order, whatever the order of the text.
+        bad_buffer{R"({"persistent_data":[],"kind":1})", "\"kind\" must be a text"}));
+
+TEST(SensorDataWrapper, IgnoresMembersItDoesNotRead) {
+    const auto wrapper = wrap(R"({"probe":{"settings":{"timeout":60},"list":[1,[2,{"a":null}]]},
+        "kind":"k","version":3,"settings":{"timeout":"60"},"extra":["settings",{"kind":5}],
+        "channels":null})");
+    EXPECT_EQ(wrapper.get_kind(), "k");
+    EXPECT_EQ(wrapper.get_value("timeout"), "60");
+    EXPECT_EQ(wrapper.find_value("list"), nullptr);
+    EXPECT_TRUE(wrapper.get_channels().empty());
+}
 
 TEST(SensorDataWrapper, RefusesNullAndEmptyBuffers) {
     EXPECT_THROW(sensor_data_wrapper(nullptr, 0), utils::exceptions::invalid_settings_buffer);

@@ -178,6 +178,37 @@ TEST(SubscriptionCostSensor, EveryOptionOnReportsCostsForecastBudgetsAndTheTopRe
     }
 }
 
+// Lines that only the log shows are not even built when the log is off; what the check reads
+// and reports must not change with it, a forecast row without its date included.
+TEST(SubscriptionCostSensor, ItsLogSwitchedOffChangesNothingButTheLog) {
+    azure_harness harness;
+    auto logged = everything_on(harness);
+    auto unlogged = everything_on(harness);
+    unlogged.settings["logging"] = "disabled";
+    const auto with_log = harness.create_and_check(1, logged);
+    const auto without_log = harness.create_and_check(2, unlogged);
+    ASSERT_EQ(with_log.response_code, 0) << with_log.message;
+    EXPECT_EQ(without_log.response_code, 0);
+    EXPECT_EQ(without_log.message, with_log.message);
+    ASSERT_EQ(without_log.values.size(), with_log.values.size());
+    for (std::size_t i = 0; i < with_log.values.size(); ++i) {
+        EXPECT_EQ(without_log.values[i].id, with_log.values[i].id);
+        EXPECT_DOUBLE_EQ(without_log.values[i].value, with_log.values[i].value);
+    }
+    EXPECT_THAT(harness.sensor_log(1), HasSubstr("Forecast values:"));
+    EXPECT_THAT(harness.sensor_log(2), Not(HasSubstr("Forecast")));
+
+    harness.emulator().set_faults_json(
+        R"({"route": "forecast", "body": "{\"properties\":{\"columns\":[{\"name\":\"Cost\"},)"
+        R"({\"name\":\"CostStatus\"},{\"name\":\"Currency\"},{\"name\":\"UsageDate\"}],)"
+        R"(\"rows\":[[1,\"Forecast\",\"EUR\"]]}}"})");
+    for (const auto& [id, settings] : {std::pair{1, logged}, std::pair{2, unlogged}}) {
+        const auto checked = harness.check(id, settings);
+        EXPECT_EQ(checked.response_code, 3) << "sensor " << id;
+        EXPECT_EQ(checked.message, "#:error.generic") << "sensor " << id;
+    }
+}
+
 TEST(SubscriptionCostSensor, WithoutOptionsOnlyThePeriodCostsAreAskedAndReported) {
     azure_harness harness;
     const auto checked = harness.create_and_check(1, cost_sensor(harness));
