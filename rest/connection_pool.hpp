@@ -18,8 +18,8 @@ struct connection_pool_options {
 // client factory; a client borrows a kept-alive connection to its host for each request and
 // gives it back afterwards, so many sensors need few connections and few TLS handshakes.
 // The HTTP engine starts no later than the pool's first connection (the libcurl engine waits
-// for it, so that a module whose sensors have not checked yet has not paid for libcurl and
-// OpenSSL); destroying the last pool stops it. Thread-safe.
+// for it, and only then loads libcurl and OpenSSL, so that a module whose sensors have not
+// checked yet has not paid for them); destroying the last pool stops it. Thread-safe.
 // Throws std::invalid_argument when the CA bundle cannot be read or holds no certificate.
 class connection_pool {
 public:

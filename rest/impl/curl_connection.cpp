@@ -7,7 +7,9 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 
+#include "rest/impl/curl_library.hpp"
 #include "rest/impl/header_text.hpp"
 
 namespace zentrova::monitoring_modules::rest::impl {
@@ -23,7 +25,9 @@ struct transfer {
 };
 
 struct slist_deleter {
-    void operator()(curl_slist* list) const noexcept { curl_slist_free_all(list); }
+    void operator()(curl_slist* list) const noexcept {
+        curl_library::get().slist_free_all(list);  // a list exists only once libcurl is loaded
+    }
 };
 using header_slist = std::unique_ptr<curl_slist, slist_deleter>;
 
@@ -109,17 +113,59 @@ bool is_connect_failure(CURLcode code) {
     }
 }
 
-template <typename value_type>
-void set_option(CURL* handle, CURLoption option, value_type value) {
-    const CURLcode code = curl_easy_setopt(handle, option, value);
+// What a callback option's function must be; void for options that take no function.
+template <CURLoption option>
+struct callback_of {
+    using type = void;
+};
+template <>
+struct callback_of<CURLOPT_HEADERFUNCTION> {
+    using type = curl_write_callback;
+};
+template <>
+struct callback_of<CURLOPT_WRITEFUNCTION> {
+    using type = curl_write_callback;
+};
+template <>
+struct callback_of<CURLOPT_PREREQFUNCTION> {
+    using type = curl_prereq_callback;
+};
+template <>
+struct callback_of<CURLOPT_SSL_CTX_FUNCTION> {
+    using type = curl_ssl_ctx_callback;
+};
+
+// libcurl reads an option's argument with va_arg as the type the option's number says (long,
+// object pointer, function pointer, curl_off_t), so an argument of any other type (an int, a
+// bool, a size_t) would be read wrongly. Checked here at compile time, since the call goes
+// through a pointer that has no type for it.
+template <CURLoption option, typename value_type>
+void set_option(CURL* handle, value_type value) {
+    if constexpr (option < CURLOPTTYPE_OBJECTPOINT) {
+        static_assert(std::is_same_v<value_type, long>, "the option takes a long");
+    } else if constexpr (option < CURLOPTTYPE_FUNCTIONPOINT) {
+        static_assert(
+            std::is_pointer_v<value_type> && !std::is_function_v<std::remove_pointer_t<value_type>>,
+            "the option takes an object pointer");
+    } else if constexpr (option < CURLOPTTYPE_OFF_T) {
+        using callback = typename callback_of<option>::type;
+        static_assert(!std::is_void_v<callback>, "name the option's callback type above");
+        static_assert(std::is_same_v<value_type, callback>, "the option takes this callback");
+    } else if constexpr (option < CURLOPTTYPE_BLOB) {
+        static_assert(std::is_same_v<value_type, curl_off_t>, "the option takes a curl_off_t");
+    } else {
+        static_assert(std::is_same_v<value_type, curl_blob*>, "the option takes a curl_blob*");
+    }
+    const auto& curl = curl_library::get();
+    const CURLcode code = curl.easy_setopt(handle, option, value);
     if (code != CURLE_OK) {
         throw std::runtime_error(std::string("the HTTP engine (libcurl) refused an option: ") +
-                                 curl_easy_strerror(code));
+                                 curl.easy_strerror(code));
     }
 }
 
 void append_header(header_slist& list, const std::string& line) {
-    curl_slist* longer = curl_slist_append(list.get(), line.c_str());
+    curl_slist* longer = curl_library::get().slist_append(list.get(), line.c_str());
     if (longer == nullptr) {
         throw std::bad_alloc();
     }
@@ -163,37 +209,37 @@ header_slist make_header_list(const http_exchange& request) {
 }  // namespace
 
 void curl_connection::handle_deleter::operator()(void* handle) const noexcept {
-    curl_easy_cleanup(handle);
+    curl_library::get().easy_cleanup(handle);  // a handle exists only once libcurl is loaded
 }
 
 curl_connection::curl_connection(void* share, const openssl_trust_store* trust, std::string origin)
-    : origin_(std::move(origin)), handle_(curl_easy_init()) {
+    : origin_(std::move(origin)), handle_(curl_library::get().easy_init()) {
     if (!handle_) {
         throw std::runtime_error("the HTTP engine (libcurl) cannot make a new handle");
     }
     CURL* handle = handle_.get();
-    set_option(handle, CURLOPT_NOSIGNAL, 1L);
-    set_option(handle, CURLOPT_ERRORBUFFER, error_buffer_.data());
-    set_option(handle, CURLOPT_SHARE, share);
-    set_option(handle, CURLOPT_PROTOCOLS_STR, "http,https");
-    set_option(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    set_option(handle, CURLOPT_PATH_AS_IS, 1L);
-    set_option(handle, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    set_option(handle, CURLOPT_TCP_KEEPALIVE, 1L);
-    set_option(handle, CURLOPT_MAXCONNECTS, 1L);
-    set_option(handle, CURLOPT_SSL_VERIFYPEER, 1L);
-    set_option(handle, CURLOPT_SSL_VERIFYHOST, 2L);
+    set_option<CURLOPT_NOSIGNAL>(handle, 1L);
+    set_option<CURLOPT_ERRORBUFFER>(handle, error_buffer_.data());
+    set_option<CURLOPT_SHARE>(handle, share);
+    set_option<CURLOPT_PROTOCOLS_STR>(handle, "http,https");
+    set_option<CURLOPT_HTTP_VERSION>(handle, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    set_option<CURLOPT_PATH_AS_IS>(handle, 1L);
+    set_option<CURLOPT_SUPPRESS_CONNECT_HEADERS>(handle, 1L);
+    set_option<CURLOPT_TCP_KEEPALIVE>(handle, 1L);
+    set_option<CURLOPT_MAXCONNECTS>(handle, 1L);
+    set_option<CURLOPT_SSL_VERIFYPEER>(handle, 1L);
+    set_option<CURLOPT_SSL_VERIFYHOST>(handle, 2L);
     if (trust != nullptr) {
         // The pool's store replaces the CA bundle libcurl would read for every new handle.
         tls_.trust = trust;
-        set_option(handle, CURLOPT_CAINFO, static_cast<const char*>(nullptr));
-        set_option(handle, CURLOPT_CAPATH, static_cast<const char*>(nullptr));
-        set_option(handle, CURLOPT_SSL_CTX_FUNCTION, &on_tls_context);
-        set_option(handle, CURLOPT_SSL_CTX_DATA, &tls_);
+        set_option<CURLOPT_CAINFO>(handle, static_cast<const char*>(nullptr));
+        set_option<CURLOPT_CAPATH>(handle, static_cast<const char*>(nullptr));
+        set_option<CURLOPT_SSL_CTX_FUNCTION>(handle, &on_tls_context);
+        set_option<CURLOPT_SSL_CTX_DATA>(handle, &tls_);
     }
-    set_option(handle, CURLOPT_HEADERFUNCTION, &on_header);
-    set_option(handle, CURLOPT_WRITEFUNCTION, &on_body);
-    set_option(handle, CURLOPT_PREREQFUNCTION, &on_request_start);
+    set_option<CURLOPT_HEADERFUNCTION>(handle, &on_header);
+    set_option<CURLOPT_WRITEFUNCTION>(handle, &on_body);
+    set_option<CURLOPT_PREREQFUNCTION>(handle, &on_request_start);
 }
 
 curl_connection::~curl_connection() = default;
@@ -205,45 +251,46 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
     transfer state;
     state.result = &result;
 
-    set_option(handle, CURLOPT_URL, url.c_str());
-    set_option(handle, CURLOPT_HTTPHEADER, headers.get());
+    set_option<CURLOPT_URL>(handle, url.c_str());
+    set_option<CURLOPT_HTTPHEADER>(handle, headers.get());
     if (request.method == "POST") {
         // An empty view may have no data at all, and a null body makes libcurl read stdin.
-        set_option(handle, CURLOPT_POSTFIELDS, request.body.empty() ? "" : request.body.data());
-        set_option(handle, CURLOPT_POSTFIELDSIZE_LARGE,
-                   static_cast<curl_off_t>(request.body.size()));
-        set_option(handle, CURLOPT_POST, 1L);
-        set_option(handle, CURLOPT_NOBODY, 0L);
+        set_option<CURLOPT_POSTFIELDS>(handle, request.body.empty() ? "" : request.body.data());
+        set_option<CURLOPT_POSTFIELDSIZE_LARGE>(handle,
+                                                static_cast<curl_off_t>(request.body.size()));
+        set_option<CURLOPT_POST>(handle, 1L);
+        set_option<CURLOPT_NOBODY>(handle, 0L);
     } else {
-        set_option(handle, CURLOPT_HTTPGET, 1L);
-        set_option(handle, CURLOPT_NOBODY, request.method == "HEAD" ? 1L : 0L);
+        set_option<CURLOPT_HTTPGET>(handle, 1L);
+        set_option<CURLOPT_NOBODY>(handle, request.method == "HEAD" ? 1L : 0L);
     }
     if (request.user.empty()) {
-        set_option(handle, CURLOPT_USERNAME, static_cast<const char*>(nullptr));
-        set_option(handle, CURLOPT_PASSWORD, static_cast<const char*>(nullptr));
-        set_option(handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_NONE));
+        set_option<CURLOPT_USERNAME>(handle, static_cast<const char*>(nullptr));
+        set_option<CURLOPT_PASSWORD>(handle, static_cast<const char*>(nullptr));
+        set_option<CURLOPT_HTTPAUTH>(handle, static_cast<long>(CURLAUTH_NONE));
     } else {
-        set_option(handle, CURLOPT_USERNAME, request.user.c_str());
-        set_option(handle, CURLOPT_PASSWORD, request.password.c_str());
-        set_option(handle, CURLOPT_HTTPAUTH, static_cast<long>(CURLAUTH_BASIC));
+        set_option<CURLOPT_USERNAME>(handle, request.user.c_str());
+        set_option<CURLOPT_PASSWORD>(handle, request.password.c_str());
+        set_option<CURLOPT_HTTPAUTH>(handle, static_cast<long>(CURLAUTH_BASIC));
     }
-    set_option(handle, CURLOPT_CONNECTTIMEOUT_MS,
-               static_cast<long>(request.connect_timeout.count()));
-    set_option(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(request.response_timeout.count()));
-    set_option(handle, CURLOPT_HEADERDATA, &state);
-    set_option(handle, CURLOPT_WRITEDATA, &state);
-    set_option(handle, CURLOPT_PREREQDATA, &state);
+    set_option<CURLOPT_CONNECTTIMEOUT_MS>(handle,
+                                          static_cast<long>(request.connect_timeout.count()));
+    set_option<CURLOPT_TIMEOUT_MS>(handle, static_cast<long>(request.response_timeout.count()));
+    set_option<CURLOPT_HEADERDATA>(handle, &state);
+    set_option<CURLOPT_WRITEDATA>(handle, &state);
+    set_option<CURLOPT_PREREQDATA>(handle, &state);
 
     error_buffer_[0] = '\0';
     tls_.error.clear();
-    const CURLcode code = curl_easy_perform(handle);
+    const auto& curl = curl_library::get();
+    const CURLcode code = curl.easy_perform(handle);
     // The header list dies with this call; libcurl must not keep a pointer to it.
-    set_option(handle, CURLOPT_HTTPHEADER, static_cast<curl_slist*>(nullptr));
+    set_option<CURLOPT_HTTPHEADER>(handle, static_cast<curl_slist*>(nullptr));
 
     if (code == CURLE_OK) {
         if (result.status_code == 0) {
             long status = 0;
-            curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+            curl.easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
             result.status_code = static_cast<std::int32_t>(status);
         }
         return {};
@@ -252,7 +299,7 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
         error = tls_.error;  // libcurl only knows that the TLS set-up hook refused
     } else {
         error =
-            error_buffer_[0] != '\0' ? std::string(error_buffer_.data()) : curl_easy_strerror(code);
+            error_buffer_[0] != '\0' ? std::string(error_buffer_.data()) : curl.easy_strerror(code);
     }
     if (code == CURLE_URL_MALFORMAT) {
         return {exchange_status::target_refused, {}};

@@ -4,6 +4,9 @@
 
 #include <stdexcept>
 
+#include "rest/impl/curl_library.hpp"
+#include "rest/impl/openssl_library.hpp"
+
 namespace zentrova::monitoring_modules::rest {
 
 namespace {
@@ -18,17 +21,18 @@ void unlock_shared(CURL* /*handle*/, curl_lock_data kind, void* state) {
     static_cast<connection_pool::engine_state*>(state)->share_lock(kind).unlock();
 }
 
-void check(CURLSHcode code) {
+void check(const impl::curl_library& curl, CURLSHcode code) {
     if (code != CURLSHE_OK) {
         throw std::runtime_error(std::string("the HTTP engine (libcurl) cannot share data: ") +
-                                 curl_share_strerror(code));
+                                 curl.share_strerror(code));
     }
 }
 
 }  // namespace
 
 void connection_pool::engine_state::share_deleter::operator()(void* share) const noexcept {
-    curl_share_cleanup(share);
+    // A share exists only once libcurl is loaded.
+    impl::curl_library::get().share_cleanup(share);
 }
 
 connection_pool::engine_state::engine_state(const connection_pool_options& options)
@@ -36,29 +40,33 @@ connection_pool::engine_state::engine_state(const connection_pool_options& optio
       max_idle_(options.max_idle_connections) {}
 
 void connection_pool::engine_state::start() {
-    runtime_.emplace();
+    runtime_.emplace();  // loads libcurl
     try {
-        std::unique_ptr<void, share_deleter> share(curl_share_init());
+        const auto& curl = impl::curl_library::get();
+        // OpenSSL now, from libcurl's side, so that a libcurl that does not use it fails here
+        // with the reason rather than in the middle of a TLS handshake.
+        static_cast<void>(impl::openssl_library::get());
+        std::unique_ptr<void, share_deleter> share(curl.share_init());
         if (!share) {
             throw std::runtime_error("the HTTP engine (libcurl) cannot make a share object");
         }
-        check(curl_share_setopt(share.get(), CURLSHOPT_LOCKFUNC, &lock_shared));
-        check(curl_share_setopt(share.get(), CURLSHOPT_UNLOCKFUNC, &unlock_shared));
-        check(curl_share_setopt(share.get(), CURLSHOPT_USERDATA, this));
-        check(curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS));
-        check(curl_share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION));
+        check(curl, curl.share_setopt(share.get(), CURLSHOPT_LOCKFUNC, &lock_shared));
+        check(curl, curl.share_setopt(share.get(), CURLSHOPT_UNLOCKFUNC, &unlock_shared));
+        check(curl, curl.share_setopt(share.get(), CURLSHOPT_USERDATA, static_cast<void*>(this)));
+        check(curl, curl.share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_DNS));
+        check(curl, curl.share_setopt(share.get(), CURLSHOPT_SHARE, CURL_LOCK_DATA_SSL_SESSION));
 
         // The CA bundle and directory a plain handle would use, so that the shared store
         // trusts exactly what libcurl would, beside the configured extra CAs.
-        const std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> probe(curl_easy_init(),
-                                                                        &curl_easy_cleanup);
+        const std::unique_ptr<CURL, decltype(curl.easy_cleanup)> probe(curl.easy_init(),
+                                                                       curl.easy_cleanup);
         if (!probe) {
             throw std::runtime_error("the HTTP engine (libcurl) cannot make a new handle");
         }
         char* ca_file = nullptr;
         char* ca_path = nullptr;
-        curl_easy_getinfo(probe.get(), CURLINFO_CAINFO, &ca_file);
-        curl_easy_getinfo(probe.get(), CURLINFO_CAPATH, &ca_path);
+        curl.easy_getinfo(probe.get(), CURLINFO_CAINFO, &ca_file);
+        curl.easy_getinfo(probe.get(), CURLINFO_CAPATH, &ca_path);
         trust_->use_system_cas(ca_file != nullptr ? ca_file : "",
                                ca_path != nullptr ? ca_path : "");
         share_ = std::move(share);

@@ -45,10 +45,11 @@ private:
         void operator()(void* share) const noexcept;
     };
 
-    // Starts libcurl, makes the share and names libcurl's built-in CAs to the trust store. Runs
-    // with the first connection, so that a module whose sensors have not checked yet has not
-    // paid for the engine (libcurl and OpenSSL take megabytes to start). A failed start throws
-    // and is tried again by the next connection.
+    // Loads and starts libcurl, takes its OpenSSL, makes the share and names libcurl's built-in
+    // CAs to the trust store. Runs with the first connection, so that a module whose sensors
+    // have not checked yet has not paid for the engine (libcurl and OpenSSL take megabytes to
+    // load and start). A failed start throws std::runtime_error saying what to install or
+    // check, and is tried again by the next connection.
     void start();
 
     // Declared in the order of their lives: libcurl starts first and stops last, and every

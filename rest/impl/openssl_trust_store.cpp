@@ -1,40 +1,41 @@
 #include "rest/impl/openssl_trust_store.hpp"
 
-#include <openssl/bio.h>
-#include <openssl/err.h>
-#include <openssl/pem.h>
-#include <openssl/ssl.h>
-#include <openssl/x509.h>
-#include <openssl/x509_vfy.h>
-
 #include <array>
+#include <exception>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "rest/impl/openssl_library.hpp"
+
 namespace zentrova::monitoring_modules::rest::impl {
 
 namespace {
 
+// The objects below exist only once OpenSSL is loaded, so their deleters find it loaded.
 struct x509_deleter {
-    void operator()(X509* certificate) const noexcept { X509_free(certificate); }
+    void operator()(X509* certificate) const noexcept {
+        openssl_library::get().x509_free(certificate);
+    }
 };
 struct bio_deleter {
-    void operator()(BIO* bio) const noexcept { BIO_free(bio); }
+    void operator()(BIO* bio) const noexcept { openssl_library::get().bio_free(bio); }
 };
 struct store_deleter {
-    void operator()(X509_STORE* store) const noexcept { X509_STORE_free(store); }
+    void operator()(X509_STORE* store) const noexcept {
+        openssl_library::get().x509_store_free(store);
+    }
 };
 
-std::string openssl_reason() {
+std::string openssl_reason(const openssl_library& openssl) {
     std::array<char, 256> text{};
-    const unsigned long code = ERR_get_error();
-    ERR_clear_error();
+    const unsigned long code = openssl.err_get_error();
+    openssl.err_clear_error();
     if (code == 0) {
         return "no reason given";
     }
-    ERR_error_string_n(code, text.data(), text.size());
+    openssl.err_error_string_n(code, text.data(), text.size());
     return text.data();
 }
 
@@ -54,34 +55,37 @@ struct openssl_trust_store::state {
 };
 
 void openssl_trust_store::state::build() {
-    ERR_clear_error();
-    std::unique_ptr<X509_STORE, store_deleter> made(X509_STORE_new());
+    const auto& openssl = openssl_library::get();
+    openssl.err_clear_error();
+    std::unique_ptr<X509_STORE, store_deleter> made(openssl.x509_store_new());
     if (!made) {
-        failure = "OpenSSL cannot make a certificate store: " + openssl_reason();
+        failure = "OpenSSL cannot make a certificate store: " + openssl_reason(openssl);
         return;
     }
-    if (!system_ca_file.empty() && X509_STORE_load_file(made.get(), system_ca_file.c_str()) != 1) {
+    if (!system_ca_file.empty() &&
+        openssl.x509_store_load_file(made.get(), system_ca_file.c_str()) != 1) {
         failure = "the system's CA bundle '" + system_ca_file +
-                  "' cannot be read: " + openssl_reason() +
+                  "' cannot be read: " + openssl_reason(openssl) +
                   "; check that the system's CA certificates are installed";
         return;
     }
-    if (!system_ca_path.empty() && X509_STORE_load_path(made.get(), system_ca_path.c_str()) != 1) {
+    if (!system_ca_path.empty() &&
+        openssl.x509_store_load_path(made.get(), system_ca_path.c_str()) != 1) {
         failure = "the system's CA directory '" + system_ca_path +
-                  "' cannot be used: " + openssl_reason();
+                  "' cannot be used: " + openssl_reason(openssl);
         return;
     }
     for (const auto& certificate : extra) {
         // OpenSSL accepts a CA the system store already holds without complaint.
-        if (X509_STORE_add_cert(made.get(), certificate.get()) != 1) {
+        if (openssl.x509_store_add_cert(made.get(), certificate.get()) != 1) {
             failure = "a CA of the bundle '" + extra_pem_file +
-                      "' cannot be trusted: " + openssl_reason();
+                      "' cannot be trusted: " + openssl_reason(openssl);
             return;
         }
     }
     // Intermediate CAs in the store count as trust anchors, as the engine sets up its own
     // stores.
-    X509_STORE_set_flags(made.get(), X509_V_FLAG_PARTIAL_CHAIN);
+    openssl.x509_store_set_flags(made.get(), X509_V_FLAG_PARTIAL_CHAIN);
     store = std::move(made);
 }
 
@@ -92,23 +96,26 @@ openssl_trust_store::openssl_trust_store(const std::string& extra_pem_file)
     if (pem_file.empty()) {
         return;
     }
-    ERR_clear_error();
-    const std::unique_ptr<BIO, bio_deleter> file(BIO_new_file(pem_file.c_str(), "r"));
+    // The bundle is read now, so that a bad file fails the module's start; that loads the
+    // engine's libraries early, which only a configured bundle does.
+    const auto& openssl = openssl_library::get();
+    openssl.err_clear_error();
+    const std::unique_ptr<BIO, bio_deleter> file(openssl.bio_new_file(pem_file.c_str(), "r"));
     if (!file) {
         throw std::invalid_argument("the CA bundle '" + pem_file +
-                                    "' cannot be opened: " + openssl_reason());
+                                    "' cannot be opened: " + openssl_reason(openssl));
     }
-    while (X509* certificate = PEM_read_bio_X509(file.get(), nullptr, nullptr, nullptr)) {
+    while (X509* certificate = openssl.pem_read_bio_x509(file.get(), nullptr, nullptr, nullptr)) {
         state_->extra.emplace_back(certificate);
     }
     // Reading stops with "no start line" at the end of the file; anything else is damage.
-    const unsigned long last_error = ERR_peek_last_error();
+    const unsigned long last_error = openssl.err_peek_last_error();
     if (last_error != 0 && !(ERR_GET_LIB(last_error) == ERR_LIB_PEM &&
                              ERR_GET_REASON(last_error) == PEM_R_NO_START_LINE)) {
         throw std::invalid_argument("the CA bundle '" + pem_file +
-                                    "' holds a damaged certificate: " + openssl_reason());
+                                    "' holds a damaged certificate: " + openssl_reason(openssl));
     }
-    ERR_clear_error();
+    openssl.err_clear_error();
     if (state_->extra.empty()) {
         throw std::invalid_argument("the CA bundle '" + pem_file +
                                     "' holds no PEM certificate (-----BEGIN CERTIFICATE-----)");
@@ -123,14 +130,21 @@ void openssl_trust_store::use_system_cas(std::string ca_file, std::string ca_pat
 }
 
 bool openssl_trust_store::install_in(void* ssl_context, std::string& error) const {
-    std::call_once(state_->built, [this] { state_->build(); });
-    if (!state_->store) {
-        error = state_->failure;
+    // Called from libcurl's TLS set-up hook, which no exception may cross.
+    try {
+        std::call_once(state_->built, [this] { state_->build(); });
+        if (!state_->store) {
+            error = state_->failure;
+            return false;
+        }
+        // The context takes a reference; the store outlives whichever of them goes last.
+        openssl_library::get().ssl_ctx_set1_cert_store(static_cast<SSL_CTX*>(ssl_context),
+                                                       state_->store.get());
+        return true;
+    } catch (const std::exception& failure) {
+        error = failure.what();
         return false;
     }
-    // The context takes a reference; the store outlives whichever of them goes last.
-    SSL_CTX_set1_cert_store(static_cast<SSL_CTX*>(ssl_context), state_->store.get());
-    return true;
 }
 
 std::size_t openssl_trust_store::size() const {

@@ -14,8 +14,10 @@ namespace zentrova::monitoring_modules::rest::impl {
 // before the first of those calls.
 class openssl_trust_store {
 public:
-    // Reads the bundle of extra CAs (none when the name is empty) at once. Throws
-    // std::invalid_argument naming the file when it cannot be read or holds no certificate.
+    // Reads the bundle of extra CAs (none when the name is empty) at once, loading libcurl's
+    // OpenSSL for it; without a bundle nothing is loaded until the first TLS connection. Throws
+    // std::invalid_argument naming the file when it cannot be read or holds no certificate, and
+    // std::runtime_error when OpenSSL cannot be loaded.
     explicit openssl_trust_store(const std::string& extra_pem_file);
     ~openssl_trust_store();
     openssl_trust_store(const openssl_trust_store&) = delete;
