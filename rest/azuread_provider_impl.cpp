@@ -80,7 +80,8 @@ azuread_provider_impl::azuread_provider_impl(std::string client_id, std::string 
                           ? std::move(options.client_factory)
                           : make_rest_client_factory(std::make_shared<connection_pool>(),
                                                      client_options{token_connect_timeout})),
-      tokens_(options.tokens ? std::move(options.tokens) : std::make_shared<token_cache>()) {}
+      tokens_(options.tokens ? std::move(options.tokens) : std::make_shared<token_cache>()),
+      secret_digest_(token_cache::secret_digest(this->client_secret())) {}
 
 std::pair<std::string, std::string> azuread_provider_impl::get_authorization_header(
     const std::string& url) {
@@ -91,7 +92,7 @@ std::pair<std::string, std::string> azuread_provider_impl::get_authorization_hea
         resource = urls_.parse(url).rebuild(impl::url_parts::scheme_only());
     }
     const std::string token =
-        tokens_->get({login_endpoint_ + token_path_, client_id(), client_secret(), resource},
+        tokens_->get({login_endpoint_ + token_path_, client_id(), secret_digest_, resource},
                      [&] { return fetch_token(resource); });
     return {"Authorization", "Bearer " + token};
 }

@@ -46,6 +46,7 @@ private:
     std::string token_path_;
     rest_client_factory client_factory_;
     std::shared_ptr<token_cache> tokens_;
+    std::string secret_digest_;
     std::mutex urls_mutex_;
     impl::recent_urls urls_;
 };

@@ -11,18 +11,16 @@ namespace zentrova::monitoring_modules::rest {
 
 namespace {
 
-// Tokens are told apart by the secret too (a wrong secret must not borrow the token of the right
-// one), but the cache keeps only its SHA-256.
-std::string secret_digest(const std::string& secret) {
-    return impl::sha256_digest(secret);
-}
-
 // Longer lifetimes than this would only overflow the clock arithmetic; tokens live about an hour.
 constexpr std::chrono::seconds longest_lifetime = std::chrono::hours(24);
 
 }  // namespace
 
 token_cache::token_cache(clock_function now) : now_(std::move(now)) {}
+
+std::string token_cache::secret_digest(const std::string& secret) {
+    return impl::sha256_digest(secret);
+}
 
 std::shared_ptr<token_cache::entry> token_cache::find_or_add(key token_key) {
     const std::lock_guard<std::mutex> guard(entries_mutex_);
@@ -49,9 +47,8 @@ std::shared_ptr<token_cache::entry> token_cache::find_or_add(key token_key) {
 
 std::string token_cache::get(const token_request& request,
                              const std::function<fetched_token()>& fetch) {
-    const auto token_entry =
-        find_or_add(key(request.token_endpoint, request.client_id,
-                        secret_digest(request.client_secret), request.resource));
+    const auto token_entry = find_or_add(
+        key(request.token_endpoint, request.client_id, request.secret_digest, request.resource));
     // Held through the fetch: whoever wants the same token meanwhile waits and then reuses it.
     const std::lock_guard<std::mutex> guard(token_entry->fetch_mutex);
     if (!token_entry->access_token.empty() && token_entry->expires_at - now_() >= refresh_margin) {

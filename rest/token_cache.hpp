@@ -23,13 +23,19 @@ public:
     // A token is fetched again once fewer than this many seconds of it are left.
     static constexpr std::chrono::seconds refresh_margin{30};
 
-    // Identifies a token. The secret takes part only as a digest, which is all the cache keeps.
+    // Identifies a token. The secret takes part only as its digest (secret_digest()), which is
+    // all the cache keeps: a wrong secret must not borrow the token of the right one.
     struct token_request {
         std::string token_endpoint;
         std::string client_id;
-        std::string client_secret;
+        std::string secret_digest;
         std::string resource;
     };
+
+    // The digest of a client secret that token_request::secret_digest holds. Callers compute it
+    // once per secret: it is the dearest part of a lookup. Throws std::runtime_error when the
+    // platform's cryptography cannot compute it.
+    static std::string secret_digest(const std::string& secret);
 
     // What a fetch brings back: the token and how long it is valid from the fetch's start.
     struct fetched_token {
@@ -53,7 +59,7 @@ private:
         std::string access_token;
         std::chrono::steady_clock::time_point expires_at{};
     };
-    // token endpoint, client id, digest of the secret, resource
+    // token endpoint, client id, secret digest, resource
     using key = std::tuple<std::string, std::string, std::string, std::string>;
 
     std::shared_ptr<entry> find_or_add(key token_key);

@@ -272,8 +272,8 @@ TEST(azuread_provider, an_unreachable_token_endpoint_is_a_connection_failure) {
 TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
     std::chrono::steady_clock::time_point now{};
     rest::token_cache cache([&] { return now; });
-    const rest::token_cache::token_request first{"https://login/t/oauth2/token", "c", "s",
-                                                 "https://a"};
+    const rest::token_cache::token_request first{
+        "https://login/t/oauth2/token", "c", rest::token_cache::secret_digest("s"), "https://a"};
     EXPECT_THROW(cache.get(first,
                            []() -> rest::token_cache::fetched_token {
                                throw rest::exceptions::authentication_failed("no");
