@@ -8,8 +8,8 @@
 // connections, TLS handshakes). Then the cost of loading the module, measured in a process of
 // its own. One table; the targets follow it.
 //
-//   end_to_end_bench [--sensors=1,100,1000] [--threads=1,2,4,8] [--repeats=3]
-//                    [--min-checks=400] [--kinds=virtual_machine_sensor,...]
+//   end_to_end_bench [--sensors=1,100,1000] [--threads=1,2,4,8] [--repeats=5]
+//                    [--min-checks=1000] [--kinds=virtual_machine_sensor,...]
 #include <curl/curl.h>
 #include <unistd.h>
 
@@ -54,8 +54,10 @@ constexpr int first_warm_up_id = 900000;
 struct bench_options {
     std::vector<std::size_t> sensor_counts{1, 100, 1000};
     std::vector<std::size_t> thread_counts{1, 2, 4, 8};
-    std::size_t repeats = 3;
-    std::size_t min_checks = 400;
+    // Enough that one row's phases last a few tenths of a second: shorter ones let a moment of
+    // the machine's load decide a row.
+    std::size_t repeats = 5;
+    std::size_t min_checks = 1000;
     std::vector<std::string> kinds;  // empty: every kind
 };
 
@@ -105,7 +107,7 @@ bench_options parse_options(int argc, char** argv) {
         } else {
             throw std::invalid_argument(
                 "unknown option '" + argument +
-                "'; known: --sensors=1,100,1000 --threads=1,2,4,8 --repeats=3 --min-checks=400 "
+                "'; known: --sensors=1,100,1000 --threads=1,2,4,8 --repeats=5 --min-checks=1000 "
                 "--kinds=virtual_machine_sensor,sql_database_sensor,subscription_cost_sensor");
         }
     }
@@ -486,6 +488,30 @@ private:
             "row.\n");
     }
 
+    // The spread of each kind's rows, since one row alone can be a moment of the machine's load.
+    void print_ratios_by_kind() const {
+        std::vector<std::string> kinds;
+        for (const auto& row : rows_) {
+            if (std::find(kinds.begin(), kinds.end(), row.kind) == kinds.end()) {
+                kinds.push_back(row.kind);
+            }
+        }
+        for (const auto& kind : kinds) {
+            std::vector<double> ratios;
+            std::vector<double> cpu_ratios;
+            for (const auto& row : rows_) {
+                if (row.kind == kind) {
+                    ratios.push_back(row.ratio);
+                    cpu_ratios.push_back(row.cpu_ratio);
+                }
+            }
+            std::printf("    %-18s ratio %.2f to %.2f (median %.2f), CPU x median %.2f\n",
+                        kind.c_str(), *std::min_element(ratios.begin(), ratios.end()),
+                        *std::max_element(ratios.begin(), ratios.end()), median(ratios),
+                        median(cpu_ratios));
+        }
+    }
+
     void print_targets(
         const std::map<std::string, bench::resident_memory>& load,
         const std::map<std::string, bench::resident_memory>& load_with_bundle) const {
@@ -505,6 +531,7 @@ private:
                 "threads): %s\n",
                 max_ratio_to_limit, worst->ratio, worst->kind.c_str(), worst->sensors,
                 worst->threads, verdict(worst->ratio <= max_ratio_to_limit));
+            print_ratios_by_kind();
         }
         std::printf(
             "  one token request per credentials and resource: at most %llu in a row: "
