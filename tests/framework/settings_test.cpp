@@ -98,6 +98,16 @@ TEST(SensorDataWrapper, IgnoresMembersItDoesNotRead) {
     EXPECT_TRUE(wrapper.get_channels().empty());
 }
 
+// As the JSON library reads objects: of two members with one name, the first counts.
+TEST(SensorDataWrapper, TheFirstOfTwoEqualNamesCounts) {
+    const auto wrapper = wrap(R"({"kind":"first","kind":"second",
+        "settings":{"a":"1","a":"2"},"settings":{"b":"3"},"channels":{"4":"x","4":"y"}})");
+    EXPECT_EQ(wrapper.get_kind(), "first");
+    EXPECT_EQ(wrapper.get_value("a"), "1");
+    EXPECT_EQ(wrapper.find_value("b"), nullptr);
+    EXPECT_EQ(wrapper.get_channels(), (std::map<int, std::string>{{4, "x"}}));
+}
+
 TEST(SensorDataWrapper, RefusesNullAndEmptyBuffers) {
     EXPECT_THROW(sensor_data_wrapper(nullptr, 0), utils::exceptions::invalid_settings_buffer);
     EXPECT_THROW(sensor_data_wrapper(nullptr, 10), utils::exceptions::invalid_settings_buffer);
