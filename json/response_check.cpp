@@ -31,4 +31,14 @@ std::unique_ptr<parser_interface> parse_json_response(const rest::response& answ
     return create_jsonpointer_parser(answer.body);
 }
 
+std::unique_ptr<parser_interface> read_json_response(const rest::response& answer,
+                                                     const std::string& label,
+                                                     framework::logging::log_interface& log) {
+    if (log.enabled()) {
+        log.write(framework::logging::debug, label + answer.body);
+    }
+    check_status(answer);
+    return parse_json_response(answer);
+}
+
 }  // namespace zentrova::monitoring_modules::json

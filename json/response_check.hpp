@@ -1,7 +1,9 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
+#include "framework/logging/log_interface.hpp"
 #include "json/parser_interface.hpp"
 #include "rest/rest_interface.hpp"
 
@@ -16,5 +18,12 @@ void check_status(const rest::response& answer);
 // without the header, exceptions::invalid_content_type for another type, and
 // exceptions::parse_error for a body that is not JSON.
 std::unique_ptr<parser_interface> parse_json_response(const rest::response& answer);
+
+// What is done with every answer that is read: its body goes to `log` after `label` (built only
+// when the log keeps lines: bodies are large), so that a failing answer can still be read there,
+// then check_status and parse_json_response.
+std::unique_ptr<parser_interface> read_json_response(const rest::response& answer,
+                                                     const std::string& label,
+                                                     framework::logging::log_interface& log);
 
 }  // namespace zentrova::monitoring_modules::json

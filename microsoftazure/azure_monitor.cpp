@@ -58,12 +58,7 @@ std::vector<std::unique_ptr<json::parser_interface>> monitor_metric::data_points
 std::vector<monitor_metric> read_monitor_metrics(azure_client& client, const std::string& tail,
                                                  framework::logging::log_interface& log,
                                                  const std::string& no_metrics_text) {
-    const auto answer = client.get(tail);
-    if (log.enabled()) {
-        log.write(framework::logging::debug, "API response: " + answer.body);
-    }
-    json::check_status(answer);
-    const auto body = json::parse_json_response(answer);
+    const auto body = json::read_json_response(client.get(tail), "API response: ", log);
     std::vector<std::unique_ptr<json::parser_interface>> elements;
     try {
         elements = body->get_object_array("/value");

@@ -9,11 +9,9 @@ namespace zentrova::monitoring_modules::microsoftazure {
 
 region_table region_table::read(azure_client& client, const std::string& subscription_id,
                                 framework::logging::log_interface& log) {
-    const auto answer =
-        client.get("subscriptions/" + subscription_id + "/locations?api-version=2020-01-01");
-    log.write(framework::logging::debug, "Locations response: " + answer.body);
-    json::check_status(answer);
-    const auto body = json::parse_json_response(answer);
+    const auto body = json::read_json_response(
+        client.get("subscriptions/" + subscription_id + "/locations?api-version=2020-01-01"),
+        "Locations response: ", log);
     region_table table;
     for (const auto& location : object_rows(*body, "/value")) {
         table.regions_[location->get_string("/name")] = location->get_string("/displayName");

@@ -97,10 +97,11 @@ void sql_database_metascan::scan(framework::responses::meta_scan_result& result)
     database_rows rows(regions, result);
     for (std::size_t i = 0; i < servers.size(); ++i) {
         const std::string server_id = servers[i]->get_string("/id");
-        const auto listing = client.get(server_id + "/databases?api-version=2020-02-02-preview");
-        log("Databases response: " + listing.body);
-        json::check_status(listing);
-        const auto databases = object_rows(*json::parse_json_response(listing), "/value");
+        const auto databases =
+            object_rows(*json::read_json_response(
+                            client.get(server_id + "/databases?api-version=2020-02-02-preview"),
+                            "Databases response: ", log()),
+                        "/value");
 
         // Each server has its share of the progress from 50 to 100; its user databases (the
         // system one is never listed) move the progress through that share.

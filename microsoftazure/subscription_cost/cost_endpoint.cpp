@@ -25,11 +25,7 @@ void cost_endpoint::log(const std::string& line) const {
 
 std::unique_ptr<json::parser_interface> cost_endpoint::read(const std::string& label,
                                                             const rest::response& answer) const {
-    if (logging()) {
-        log(label + answer.body);
-    }
-    json::check_status(answer);
-    return json::parse_json_response(answer);
+    return json::read_json_response(answer, label, log_);
 }
 
 }  // namespace zentrova::monitoring_modules::microsoftazure

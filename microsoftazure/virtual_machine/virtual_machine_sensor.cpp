@@ -116,12 +116,9 @@ void virtual_machine_sensor::read_metrics(azure_client& client,
 
 void virtual_machine_sensor::read_power_state(azure_client& client,
                                               framework::responses::sensor_scan_result& result) {
-    const auto answer = client.get(settings().vm_id + "/instanceView?api-version=2020-06-01");
-    if (log().enabled()) {
-        log("API response: " + answer.body);
-    }
-    json::check_status(answer);
-    const auto body = json::parse_json_response(answer);
+    const auto body = json::read_json_response(
+        client.get(settings().vm_id + "/instanceView?api-version=2020-06-01"),
+        "API response: ", log());
     std::string power_state;
     for (const auto& status : body->get_object_array("/statuses")) {
         const std::string code = status->get_string("/code");

@@ -11,6 +11,7 @@
 #include "framework/logging/sensor_log.hpp"
 #include "framework/module/log_registration.hpp"
 #include "framework/module/service_container.hpp"
+#include "tests/support/scratch_directory.hpp"
 
 namespace zentrova::monitoring_modules::framework::logging {
 namespace {
@@ -18,28 +19,15 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
 
-std::string read(const std::filesystem::path& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 class LogDirectory : public ::testing::Test {
 protected:
-    void SetUp() override {
-        dir_ = std::filesystem::temp_directory_path() /
-               ("log-test-" + std::to_string(::getpid()) + "-" +
-                ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(dir_);
-        std::filesystem::create_directories(dir_);
-        ::setenv("MICROSOFTAZURE_LOG_DIR", dir_.c_str(), 1);
-    }
-    void TearDown() override {
-        ::unsetenv("MICROSOFTAZURE_LOG_DIR");
-        std::filesystem::remove_all(dir_);
-    }
-    std::filesystem::path dir_;
+    void SetUp() override { ::setenv("MICROSOFTAZURE_LOG_DIR", dir_.c_str(), 1); }
+    void TearDown() override { ::unsetenv("MICROSOFTAZURE_LOG_DIR"); }
+
+    std::string read(const std::filesystem::path& name) const { return scratch_.read(name); }
+
+    monitoring_modules::testing::scratch_directory scratch_{"log-test"};
+    const std::filesystem::path& dir_ = scratch_.path();
 };
 
 TEST_F(LogDirectory, RuntimeLinesGoToTheModuleLogWithTimeAndLevel) {
@@ -47,7 +35,7 @@ TEST_F(LogDirectory, RuntimeLinesGoToTheModuleLogWithTimeAndLevel) {
     module::register_runtime_log(container);
     container->get<runtime_log>()->write(debug, "### Begin something ###");
     EXPECT_THAT(
-        read(dir_ / "MicrosoftAzure.log"),
+        read("MicrosoftAzure.log"),
         MatchesRegex(
             "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}\\.[0-9]{3}Z \\[7\\] ### Begin something ###\n"));
 }
@@ -61,15 +49,15 @@ TEST_F(LogDirectory, SensorLinesGoToTheirOwnFileOnlyWhenEnabled) {
     const auto quiet = opener->open(13, false);
     quiet->write(error, "never written");
     EXPECT_FALSE(quiet->enabled());
-    EXPECT_THAT(read(dir_ / "sensor_12.log"), HasSubstr("[3] first line\n"));
-    EXPECT_THAT(read(dir_ / "sensor_12.log"), HasSubstr("[6] second line\n"));
+    EXPECT_THAT(read("sensor_12.log"), HasSubstr("[3] first line\n"));
+    EXPECT_THAT(read("sensor_12.log"), HasSubstr("[6] second line\n"));
     EXPECT_FALSE(std::filesystem::exists(dir_ / "sensor_13.log"));
 }
 
 TEST_F(LogDirectory, AMissingDirectoryIsMadeAndAnUnusableOneReportedByName) {
     ::setenv("MICROSOFTAZURE_LOG_DIR", (dir_ / "missing" / "deeper").c_str(), 1);
     runtime_log::from_environment()->write(info, "made");
-    EXPECT_THAT(read(dir_ / "missing" / "deeper" / "MicrosoftAzure.log"), HasSubstr("made"));
+    EXPECT_THAT(read("missing/deeper/MicrosoftAzure.log"), HasSubstr("made"));
 
     std::ofstream(dir_ / "a-file") << "not a directory";
     ::setenv("MICROSOFTAZURE_LOG_DIR", (dir_ / "a-file").c_str(), 1);

@@ -3,16 +3,15 @@
 // module_load_probe in a process of its own, so that nothing else has loaded them before.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
+
+#include "tests/support/scratch_directory.hpp"
 
 namespace zentrova::monitoring_modules {
 namespace {
@@ -48,56 +47,23 @@ std::vector<std::string> engine_libraries() {
 
 class EngineLoading : public ::testing::Test {
 protected:
-    void SetUp() override {
-        directory_ = std::filesystem::temp_directory_path() /
-                     ("engine-loading-" + std::to_string(::getpid()) + "-" +
-                      ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(directory_);
-        std::filesystem::create_directories(directory_ / "logs");
-    }
-
-    void TearDown() override { std::filesystem::remove_all(directory_); }
-
-    // Runs the probe with the module's endpoints at a closed loopback port, no CA bundle and
-    // logs in the test's folder, plus `extra` environment entries.
-    probe_report run_probe(const std::vector<std::string>& extra = {}) {
-        std::vector<std::string> environment = {
-            "MICROSOFTAZURE_ARM_ENDPOINT=https://127.0.0.1:1/",
-            "MICROSOFTAZURE_LOGIN_ENDPOINT=https://127.0.0.1:1",
-            "MICROSOFTAZURE_LOG_DIR=" + (directory_ / "logs").string()};
-        for (char** entry = environ; *entry != nullptr; ++entry) {
-            const std::string text = *entry;
-            if (text.rfind("MICROSOFTAZURE_", 0) != 0 && text.rfind("LD_LIBRARY_PATH=", 0) != 0) {
-                environment.push_back(text);
-            }
+    // Runs the probe with the module's endpoints at a closed loopback port, no CA bundle, logs in
+    // the test's folder and, when given, a library path searched before the system's.
+    probe_report run_probe(const std::string& library_path = {}) {
+        const std::string report_file = (scratch_.path() / "report.txt").string();
+        std::string command =
+            "env -u MICROSOFTAZURE_CA_BUNDLE -u LD_LIBRARY_PATH "
+            "MICROSOFTAZURE_ARM_ENDPOINT=https://127.0.0.1:1/ "
+            "MICROSOFTAZURE_LOGIN_ENDPOINT=https://127.0.0.1:1 MICROSOFTAZURE_LOG_DIR='" +
+            (scratch_.path() / "logs").string() + "' ";
+        if (!library_path.empty()) {
+            command += "LD_LIBRARY_PATH='" + library_path + "' ";
         }
-        environment.insert(environment.end(), extra.begin(), extra.end());
-        const std::string report_file = (directory_ / "report.txt").string();
-        std::vector<std::string> arguments = {MICROSOFTAZURE_MODULE_LOAD_PROBE,
-                                              MICROSOFTAZURE_MODULE_PATH, report_file};
-        std::vector<char*> argv;
-        argv.reserve(arguments.size() + 1);
-        for (auto& argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        std::vector<char*> envp;
-        envp.reserve(environment.size() + 1);
-        for (auto& entry : environment) {
-            envp.push_back(entry.data());
-        }
-        envp.push_back(nullptr);
+        command += "'" MICROSOFTAZURE_MODULE_LOAD_PROBE "' '" MICROSOFTAZURE_MODULE_PATH "' '" +
+                   report_file + "'";
+        EXPECT_EQ(std::system(command.c_str()), 0) << "the probe failed";
 
-        pid_t child = 0;
         probe_report report;
-        if (posix_spawn(&child, argv[0], nullptr, nullptr, argv.data(), envp.data()) != 0) {
-            ADD_FAILURE() << "cannot start " << argv[0];
-            return report;
-        }
-        int status = 0;
-        ::waitpid(child, &status, 0);
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the probe failed";
-
         std::ifstream in(report_file);
         std::string stage;
         for (std::string line; std::getline(in, line);) {
@@ -113,31 +79,26 @@ protected:
         return report;
     }
 
-    std::string sensor_log() const {
-        std::ifstream in(directory_ / "logs" / "sensor_1.log");
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string sensor_log() const { return scratch_.read("logs/sensor_1.log"); }
 
-    std::filesystem::path directory_;
+    testing::scratch_directory scratch_{"engine-loading"};
 };
 
 TEST_F(EngineLoading, InitialisingMapsNoEngineLibraryUntilTheFirstConnection) {
     const auto report = run_probe();
     ASSERT_EQ(report.mapped.size(), 3U) << report.lines;
-    ASSERT_THAT(named(report.mapped.at("started"), engine_libraries()), testing::IsEmpty())
+    ASSERT_THAT(named(report.mapped.at("started"), engine_libraries()), ::testing::IsEmpty())
         << "the probe itself must not bring the engine along";
 
     const auto& initialised = report.mapped.at("initialised");
     EXPECT_THAT(named(initialised, {"libMicrosoftAzure.so", "libTikoHelper.so"}),
-                testing::UnorderedElementsAre("libMicrosoftAzure.so", "libTikoHelper.so"));
-    EXPECT_THAT(named(initialised, engine_libraries()), testing::IsEmpty());
+                ::testing::UnorderedElementsAre("libMicrosoftAzure.so", "libTikoHelper.so"));
+    EXPECT_THAT(named(initialised, engine_libraries()), ::testing::IsEmpty());
 
     // The check connects (to a closed port), which loads libcurl and its OpenSSL, and fails the
     // way a connection fails.
     for (const char* library : {"libcurl.so", "libssl.so", "libcrypto.so"}) {
-        EXPECT_THAT(named(report.mapped.at("checked"), {library}), Not(testing::IsEmpty()))
+        EXPECT_THAT(named(report.mapped.at("checked"), {library}), Not(::testing::IsEmpty()))
             << library;
     }
     EXPECT_THAT(report.lines, AllOf(HasSubstr("create 0"), HasSubstr("check 0"),
@@ -146,11 +107,11 @@ TEST_F(EngineLoading, InitialisingMapsNoEngineLibraryUntilTheFirstConnection) {
 
 TEST_F(EngineLoading, AnEngineThatCannotBeLoadedFailsTheCheckNamingItAndWhatToInstall) {
     // A libcurl.so.4 ahead of the system's that is no library at all.
-    const auto broken = directory_ / "broken";
+    const auto broken = scratch_.path() / "broken";
     std::filesystem::create_directories(broken);
     std::ofstream(broken / "libcurl.so.4") << "not a shared library\n";
 
-    const auto report = run_probe({"LD_LIBRARY_PATH=" + broken.string()});
+    const auto report = run_probe(broken.string());
     ASSERT_EQ(report.mapped.size(), 3U) << report.lines;
     EXPECT_THAT(report.lines, AllOf(HasSubstr("create 0"), HasSubstr("check 0"),
                                     HasSubstr("\"response_code\":3")));
@@ -158,7 +119,7 @@ TEST_F(EngineLoading, AnEngineThatCannotBeLoadedFailsTheCheckNamingItAndWhatToIn
     EXPECT_THAT(sensor_log(), AllOf(HasSubstr("the HTTP engine cannot be loaded"),
                                     HasSubstr((broken / "libcurl.so.4").string()),
                                     HasSubstr("install Debian's libcurl4 package")));
-    EXPECT_THAT(named(report.mapped.at("checked"), engine_libraries()), testing::IsEmpty());
+    EXPECT_THAT(named(report.mapped.at("checked"), engine_libraries()), ::testing::IsEmpty());
 }
 
 }  // namespace

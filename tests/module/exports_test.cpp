@@ -11,6 +11,7 @@
 #include <sstream>
 
 #include "host/module_library.hpp"
+#include "tests/support/scratch_directory.hpp"
 #include "tests/support/settings_buffer.hpp"
 
 namespace zentrova::monitoring_modules {
@@ -22,12 +23,7 @@ using ::testing::Not;
 class ModuleExports : public ::testing::Test {
 protected:
     void SetUp() override {
-        log_dir_ = std::filesystem::temp_directory_path() /
-                   ("exports-test-" + std::to_string(::getpid()) + "-" +
-                    ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::remove_all(log_dir_);
-        std::filesystem::create_directories(log_dir_);
-        ::setenv("MICROSOFTAZURE_LOG_DIR", log_dir_.c_str(), 1);
+        ::setenv("MICROSOFTAZURE_LOG_DIR", log_dir_.path().c_str(), 1);
         // Nothing here may leave the machine: the endpoints point at a closed loopback port.
         ::setenv("MICROSOFTAZURE_ARM_ENDPOINT", "https://127.0.0.1:1/", 1);
         ::setenv("MICROSOFTAZURE_LOGIN_ENDPOINT", "https://127.0.0.1:1", 1);
@@ -40,15 +36,9 @@ protected:
                                  "MICROSOFTAZURE_LOGIN_ENDPOINT"}) {
             ::unsetenv(name);
         }
-        std::filesystem::remove_all(log_dir_);
     }
 
-    std::string runtime_log() const {
-        std::ifstream in(log_dir_ / "MicrosoftAzure.log");
-        std::stringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    std::string runtime_log() const { return log_dir_.read("MicrosoftAzure.log"); }
 
     std::vector<jsoncons::ojson> messages() {
         std::vector<jsoncons::ojson> decoded;
@@ -58,7 +48,7 @@ protected:
         return decoded;
     }
 
-    std::filesystem::path log_dir_;
+    testing::scratch_directory log_dir_{"exports-test"};
     std::unique_ptr<host::module_library> module_;
 };
 
