@@ -141,16 +141,6 @@ TEST_F(SensorDispatcherTest, UnknownKindsAreRefusedWithALogLineNamingTheKnownOne
     EXPECT_TRUE(messages().empty());
 }
 
-TEST_F(SensorDispatcherTest, UnknownSensorIdsAnswerNotFound) {
-    EXPECT_EQ(dispatcher.execute_check(5, wrap(buffer("probe_sensor", "x"))),
-              responses::check_response_code::sensor_not_found);
-    EXPECT_EQ(dispatcher.execute_sensor_scan(5),
-              responses::sensor_scan_response_code::sensor_not_found);
-    EXPECT_EQ(dispatcher.destroy_sensor_instance(5),
-              responses::sensor_destroy_response_code::sensor_not_found);
-    EXPECT_THAT(host.runtime->all(), HasSubstr("create it with CreateSensorInstance first"));
-}
-
 TEST_F(SensorDispatcherTest, SettingsThatCannotBeParsedFailTheCreation) {
     const std::string no_target = R"({"kind":"probe_sensor","settings":{}})";
     EXPECT_EQ(dispatcher.create_sensor_instance(2, wrap(no_target)),
@@ -200,16 +190,6 @@ TEST_F(SensorDispatcherTest, AnEscapedFailureBecomesAFreshErrorResult) {
     EXPECT_EQ(sent[1]["message"].as<std::string>(), "#:error.generic");
     EXPECT_EQ(sent[1]["channels"].size(), 0U);
     EXPECT_THAT(host.sensors->all(), HasSubstr("the probe failed"));
-}
-
-TEST_F(SensorDispatcherTest, DestroyReleasesTheSensor) {
-    dispatcher.create_sensor_instance(7, wrap(buffer("probe_sensor", "x")));
-    EXPECT_EQ(dispatcher.destroy_sensor_instance(7),
-              responses::sensor_destroy_response_code::success);
-    EXPECT_THAT(host.sensors->all(),
-                HasSubstr("#################### Cleaning Up  ####################"));
-    EXPECT_EQ(dispatcher.execute_sensor_scan(7),
-              responses::sensor_scan_response_code::sensor_not_found);
 }
 
 TEST_F(SensorDispatcherTest, MetaScanSendsProgressThenRowsOrAFailureWithoutRows) {
