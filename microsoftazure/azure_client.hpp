@@ -28,8 +28,6 @@ public:
     rest::response post_json(const std::string& tail, const std::string& body);
 
     const std::string& root() const { return root_; }
-    // The full URL a tail is sent to.
-    std::string url(const std::string& tail) const { return root_ + tail; }
 
 private:
     std::string path(const std::string& tail) const;

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "framework/logging/runtime_log.hpp"
-#include "microsoftazure/ModuleMicrosoftAzure.hpp"
+#include "module/ModuleMicrosoftAzure.hpp"
 #include "module/module_instance_adapter.hpp"
 
 namespace {

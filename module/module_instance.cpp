@@ -8,9 +8,7 @@ namespace zentrova::monitoring_modules::framework::module {
 
 module_instance::module_instance(void* host_context, void* host_context_extra,
                                  host_message_callback callback)
-    : host_context_(host_context),
-      host_context_extra_(host_context_extra),
-      container_(std::make_shared<service_container>()),
+    : container_(std::make_shared<service_container>()),
       dispatcher_(std::make_shared<sensor_dispatcher>(container_)) {
     if (callback == nullptr) {
         throw std::invalid_argument("module_instance: the host message callback must not be null");
@@ -18,8 +16,8 @@ module_instance::module_instance(void* host_context, void* host_context_extra,
     // Every message leaves through the one host callback; the lock hands it one message at a
     // time whichever host thread the sending sensor runs on.
     auto callback_lock = std::make_shared<std::mutex>();
-    void* context = host_context_;
-    void* context_extra = host_context_extra_;
+    void* context = host_context;
+    void* context_extra = host_context_extra;
     container_->register_factory<messaging::message_service_interface>(
         std::function<std::unique_ptr<messaging::message_service_interface>()>(
             [callback, callback_lock, context, context_extra]() {

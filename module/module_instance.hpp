@@ -28,8 +28,6 @@ public:
     const std::shared_ptr<sensor_dispatcher>& dispatcher() const { return dispatcher_; }
 
 private:
-    void* host_context_;
-    void* host_context_extra_;
     std::shared_ptr<service_container> container_;
     std::shared_ptr<sensor_dispatcher> dispatcher_;
 };

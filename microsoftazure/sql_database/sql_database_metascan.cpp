@@ -4,10 +4,10 @@
 #include <stdexcept>
 
 #include "json/exceptions.hpp"
-#include "json/failure_ladder.hpp"
 #include "json/response_check.hpp"
 #include "microsoftazure/azure_client.hpp"
 #include "microsoftazure/discovery_rows.hpp"
+#include "microsoftazure/failure_ladder.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -127,7 +127,7 @@ void sql_database_metascan::scan(framework::responses::meta_scan_result& result)
 }
 
 std::string sql_database_metascan::failure_message(const std::exception_ptr& failure) {
-    return json::metascan_failure_message(failure, log());
+    return metascan_failure_message(failure, log());
 }
 
 }  // namespace zentrova::monitoring_modules::microsoftazure

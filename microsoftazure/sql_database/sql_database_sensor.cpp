@@ -4,9 +4,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "json/failure_ladder.hpp"
 #include "microsoftazure/azure_monitor.hpp"
-#include "microsoftazure/module_version.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -14,6 +12,12 @@ namespace {
 using framework::channels::dynamic_channel_options;
 using framework::channels::unit;
 using framework::channels::value_kind;
+
+// A type the sensor has no metrics for: its settings were written by hand, not by discovery.
+class unknown_resource_type : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 // A resource type as discovery names it, and the metrics Azure Monitor has for it. A metric's
 // position in the list is its channel id, so the lists only ever grow at their ends.
@@ -95,46 +99,29 @@ std::string printed(double value) {
 sql_database_sensor::sql_database_sensor(
     std::shared_ptr<framework::module::service_container> container, int sensor_id,
     const framework::settings::sensor_data_wrapper& settings)
-    : sensor_base(std::move(container), sensor_id, settings, "Microsoft Azure SQL Database",
-                  module_version),
+    : azure_sensor_base(std::move(container), sensor_id, settings, "Microsoft Azure SQL Database",
+                        partial_values::keep),
       metrics_(metrics_of(this->settings().type)) {
     for (std::size_t id = 0; id < metrics_.size(); ++id) {
         declare_channel(static_cast<int>(id), channel_for(metrics_[id]));
     }
 }
 
-void sql_database_sensor::scan(framework::responses::sensor_scan_result& result) {
+void sql_database_sensor::read(scan_result& result) {
     if (metrics_.empty()) {
         // Discovery writes only the four known types; any other was typed by hand, and metrics
         // guessed for it would report wrong figures.
-        const std::string problem = "Unknown resource type '" + settings().type +
-                                    "'; the sensor supports " + supported_types();
-        log(problem + ". Add the sensor anew from the SQL database discovery.",
-            framework::logging::error);
-        result.set_response_message("#:unexpected_error[" + problem + "]");
-        result.set_response_code(framework::responses::scan_response_codes::error);
-    } else {
-        try {
-            if (!client_) {
-                client_ = std::make_unique<azure_client>(
-                    *container(), settings().credentials,
-                    static_cast<std::uint32_t>(settings().connection.timeout));
-            }
-            read_metrics(*client_, result);
-        } catch (...) {
-            result.set_response_message(failure_message(std::current_exception()));
-            result.set_response_code(framework::responses::scan_response_codes::error);
-        }
+        throw unknown_resource_type("Unknown resource type '" + settings().type +
+                                    "'; the sensor supports " + supported_types());
     }
-    log("Response Message is: " + result.response_message());
+    read_metrics(result);
 }
 
-void sql_database_sensor::read_metrics(azure_client& client,
-                                       framework::responses::sensor_scan_result& result) {
+void sql_database_sensor::read_metrics(scan_result& result) {
     // No aggregation is asked for: each metric comes with the one Azure defines for it.
-    const auto metrics =
-        read_monitor_metrics(client, monitor_metrics_tail(settings().database_id, joined(metrics_)),
-                             log(), "Response does not contain array of objects as expected");
+    const auto metrics = read_monitor_metrics(
+        client(), monitor_metrics_tail(settings().database_id, joined(metrics_)), log(),
+        "Response does not contain array of objects as expected");
     for (const auto& metric : metrics) {
         const std::string name = metric.name();
         const std::string error_code = metric.error_code();
@@ -155,9 +142,13 @@ void sql_database_sensor::read_metrics(azure_client& client,
     }
 }
 
-std::string sql_database_sensor::failure_message(const std::exception_ptr& failure) {
+std::string sql_database_sensor::kind_failure_message(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
+    } catch (const unknown_resource_type& e) {
+        log(std::string(e.what()) + ". Add the sensor anew from the SQL database discovery.",
+            framework::logging::error);
+        return "#:unexpected_error[" + std::string(e.what()) + "]";
     } catch (const std::out_of_range& e) {
         // Metrics missing, empty or foreign to the stored type: the database most likely moved
         // to another tier or into a pool, and only a sensor made anew fits it.
@@ -166,7 +157,7 @@ std::string sql_database_sensor::failure_message(const std::exception_ptr& failu
             framework::logging::error);
         return "#:error.posible_change_of_database_type";
     } catch (...) {
-        return json::sensor_failure_message(failure, log());
+        return {};
     }
 }
 

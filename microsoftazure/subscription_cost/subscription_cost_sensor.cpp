@@ -4,8 +4,6 @@
 #include <stdexcept>
 #include <vector>
 
-#include "json/failure_ladder.hpp"
-#include "microsoftazure/module_version.hpp"
 #include "microsoftazure/subscription_cost/billing_periods.hpp"
 #include "microsoftazure/subscription_cost/budgets.hpp"
 #include "microsoftazure/subscription_cost/cost_query.hpp"
@@ -61,10 +59,10 @@ dynamic_channel_options percent_channel(const std::string& name) {
 subscription_cost_sensor::subscription_cost_sensor(
     std::shared_ptr<framework::module::service_container> container, int sensor_id,
     const framework::settings::sensor_data_wrapper& settings)
-    : sensor_base(std::move(container), sensor_id, settings, "Microsoft Azure Subscription Cost",
-                  module_version) {}
+    : azure_sensor_base(std::move(container), sensor_id, settings,
+                        "Microsoft Azure Subscription Cost", partial_values::discard) {}
 
-void subscription_cost_sensor::scan(framework::responses::sensor_scan_result& result) {
+void subscription_cost_sensor::read(scan_result& result) {
     const auto& config = settings();
     cost_endpoint endpoint(client(), config.credentials.subscription_id, log());
 
@@ -102,31 +100,22 @@ void subscription_cost_sensor::scan(framework::responses::sensor_scan_result& re
             result.set_response_message(message);
         }
     }
-    log("Response Message is: " + result.response_message());
 }
 
-std::string subscription_cost_sensor::failure_message(const std::exception_ptr& failure) {
-    std::string message = json::sensor_failure_message(failure, log());
-    log("Response Message is: " + message);
-    return message;
-}
-
-azure_client& subscription_cost_sensor::client() {
-    if (!client_) {
-        // A kept "base_url" points the sensor at another Resource Manager root (a national
-        // cloud, a proxy); requests are made by appending to it, so it must end in "/".
-        std::string root;
-        if (persistent_data().exists(base_url_key)) {
-            root = persistent_data().at(base_url_key);
-            if (!root.empty() && root.back() != '/') {
-                root += '/';
-            }
+std::unique_ptr<azure_client> subscription_cost_sensor::make_client() {
+    // A kept "base_url" points the sensor at another Resource Manager root (a national cloud, a
+    // proxy); requests are made by appending to it, so it must end in "/".
+    std::string root;
+    if (persistent_data().exists(base_url_key)) {
+        root = persistent_data().at(base_url_key);
+        if (!root.empty() && root.back() != '/') {
+            root += '/';
         }
-        client_ = std::make_unique<azure_client>(*container(), settings().credentials,
-                                                 request_timeout_seconds, root);
-        log("Azure Resource Manager root: " + client_->root());
     }
-    return *client_;
+    auto made = std::make_unique<azure_client>(*container(), settings().credentials,
+                                               request_timeout_seconds, root);
+    log("Azure Resource Manager root: " + made->root());
+    return made;
 }
 
 void subscription_cost_sensor::declare_fixed_channels(const std::string& currency) {
@@ -141,7 +130,7 @@ void subscription_cost_sensor::declare_fixed_channels(const std::string& currenc
 }
 
 void subscription_cost_sensor::report_budgets(cost_endpoint& endpoint, std::string& currency,
-                                              framework::responses::sensor_scan_result& result) {
+                                              scan_result& result) {
     for (const budget_info& budget : read_budgets(endpoint, currency)) {
         const int percent_id = channel_id_for(budget.name + "_used_percent");
         declare_channel(percent_id, percent_channel("budget_used_percent[" + budget.name + "]"));

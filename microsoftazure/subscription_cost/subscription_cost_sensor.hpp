@@ -3,8 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "framework/sensors/sensor_base.hpp"
-#include "microsoftazure/azure_client.hpp"
+#include "microsoftazure/azure_sensor_base.hpp"
 #include "microsoftazure/subscription_cost/cost_endpoint.hpp"
 #include "settings/subscription_cost_sensor.hpp"
 
@@ -15,25 +14,22 @@ namespace zentrova::monitoring_modules::microsoftazure {
 // and the most expensive service as the sensor message. Between checks it keeps, through the
 // host's persistent data, the currency it saw and the channel ids it gave to budgets.
 class subscription_cost_sensor final
-    : public framework::sensors::sensor_base<settings::subscription_cost_sensor> {
+    : public azure_sensor_base<settings::subscription_cost_sensor> {
 public:
     subscription_cost_sensor(std::shared_ptr<framework::module::service_container> container,
                              int sensor_id,
                              const framework::settings::sensor_data_wrapper& settings);
 
 protected:
-    void scan(framework::responses::sensor_scan_result& result) override;
-    std::string failure_message(const std::exception_ptr& failure) override;
+    void read(scan_result& result) override;
+    // Its own time-out, and the root kept as "base_url" when there is one.
+    std::unique_ptr<azure_client> make_client() override;
 
 private:
-    azure_client& client();
     void declare_fixed_channels(const std::string& currency);
-    void report_budgets(cost_endpoint& endpoint, std::string& currency,
-                        framework::responses::sensor_scan_result& result);
+    void report_budgets(cost_endpoint& endpoint, std::string& currency, scan_result& result);
     // The channel id kept under `key`, or the next free one (kept from then on).
     int channel_id_for(const std::string& key);
-
-    std::unique_ptr<azure_client> client_;  // made on the first check, kept for the sensor's life
 };
 
 }  // namespace zentrova::monitoring_modules::microsoftazure

@@ -3,9 +3,9 @@
 #include <stdexcept>
 
 #include "json/exceptions.hpp"
-#include "json/failure_ladder.hpp"
 #include "microsoftazure/azure_client.hpp"
 #include "microsoftazure/discovery_rows.hpp"
+#include "microsoftazure/failure_ladder.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -66,7 +66,7 @@ void virtual_machine_metascan::scan(framework::responses::meta_scan_result& resu
 }
 
 std::string virtual_machine_metascan::failure_message(const std::exception_ptr& failure) {
-    return json::metascan_failure_message(failure, log());
+    return metascan_failure_message(failure, log());
 }
 
 }  // namespace zentrova::monitoring_modules::microsoftazure

@@ -3,10 +3,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "json/failure_ladder.hpp"
 #include "json/response_check.hpp"
 #include "microsoftazure/azure_monitor.hpp"
-#include "microsoftazure/module_version.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -55,8 +53,8 @@ dynamic_channel_options channel(const char* name, value_kind kind, unit channel_
 virtual_machine_sensor::virtual_machine_sensor(
     std::shared_ptr<framework::module::service_container> container, int sensor_id,
     const framework::settings::sensor_data_wrapper& settings)
-    : sensor_base(std::move(container), sensor_id, settings, "Microsoft Azure Virtual Machine",
-                  module_version) {
+    : azure_sensor_base(std::move(container), sensor_id, settings,
+                        "Microsoft Azure Virtual Machine", partial_values::keep) {
     declare_channel(average_cpu_channel,
                     channel("channel_avg_cpu", value_kind::floating_point, unit::percent));
     declare_channel(state_channel, channel("channel_state", value_kind::integer, unit::none,
@@ -67,25 +65,14 @@ virtual_machine_sensor::virtual_machine_sensor(
                     channel("channel_cpu_creds_consumed", value_kind::floating_point, unit::count));
 }
 
-void virtual_machine_sensor::scan(framework::responses::sensor_scan_result& result) {
-    try {
-        if (!client_) {
-            client_ = std::make_unique<azure_client>(
-                *container(), settings().credentials,
-                static_cast<std::uint32_t>(settings().connection.timeout));
-        }
-        read_metrics(*client_, result);
-        read_power_state(*client_, result);
-    } catch (...) {
-        json::fail_sensor_check(result, std::current_exception(), log());
-    }
-    log("Response Message is: " + result.response_message());
+void virtual_machine_sensor::read(scan_result& result) {
+    read_metrics(result);
+    read_power_state(result);
 }
 
-void virtual_machine_sensor::read_metrics(azure_client& client,
-                                          framework::responses::sensor_scan_result& result) {
+void virtual_machine_sensor::read_metrics(scan_result& result) {
     const auto metrics = read_monitor_metrics(
-        client,
+        client(),
         monitor_metrics_tail(settings().vm_id,
                              "Percentage%20CPU,CPU%20Credits%20Remaining,CPU%20Credits%20Consumed",
                              "average"),
@@ -114,10 +101,9 @@ void virtual_machine_sensor::read_metrics(azure_client& client,
     }
 }
 
-void virtual_machine_sensor::read_power_state(azure_client& client,
-                                              framework::responses::sensor_scan_result& result) {
+void virtual_machine_sensor::read_power_state(scan_result& result) {
     const auto body = json::read_json_response(
-        client.get(settings().vm_id + "/instanceView?api-version=2020-06-01"),
+        client().get(settings().vm_id + "/instanceView?api-version=2020-06-01"),
         "API response: ", log());
     std::string power_state;
     for (const auto& status : body->get_object_array("/statuses")) {
@@ -128,10 +114,6 @@ void virtual_machine_sensor::read_power_state(azure_client& client,
         }
     }
     result.add_integer(state_channel, power_state_value(power_state));
-}
-
-std::string virtual_machine_sensor::failure_message(const std::exception_ptr& failure) {
-    return json::sensor_failure_message(failure, log());
 }
 
 }  // namespace zentrova::monitoring_modules::microsoftazure

@@ -1,4 +1,4 @@
-#include "microsoftazure/ModuleMicrosoftAzure.hpp"
+#include "module/ModuleMicrosoftAzure.hpp"
 
 #include "definition/display_texts.hpp"
 #include "definition/module_definition.hpp"

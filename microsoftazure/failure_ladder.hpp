@@ -4,9 +4,8 @@
 #include <string>
 
 #include "framework/logging/log_interface.hpp"
-#include "framework/responses/sensor_scan_result.hpp"
 
-namespace zentrova::monitoring_modules::json {
+namespace zentrova::monitoring_modules::microsoftazure {
 
 // How every sensor check and meta scan tells the host what went wrong. Each function logs the
 // failure's text first, then picks the message by the failure's kind, most specific first.
@@ -16,15 +15,10 @@ namespace zentrova::monitoring_modules::json {
 std::string sensor_failure_message(const std::exception_ptr& failure,
                                    framework::logging::log_interface& log);
 
-// Marks the result failed (response code 3) with the message above. Channel values already
-// added stay in the result.
-void fail_sensor_check(framework::responses::sensor_scan_result& result,
-                       const std::exception_ptr& failure, framework::logging::log_interface& log);
-
 // Meta scans: "#:error.meta.authentication_failed[<text>]",
 // "#:error.meta.connection_failed[<text>]", or "An error occurred." directly followed by the
 // failure text.
 std::string metascan_failure_message(const std::exception_ptr& failure,
                                      framework::logging::log_interface& log);
 
-}  // namespace zentrova::monitoring_modules::json
+}  // namespace zentrova::monitoring_modules::microsoftazure

@@ -1,11 +1,11 @@
-#include "json/failure_ladder.hpp"
+#include "microsoftazure/failure_ladder.hpp"
 
 #include <stdexcept>
 
 #include "json/exceptions.hpp"
 #include "rest/exceptions.hpp"
 
-namespace zentrova::monitoring_modules::json {
+namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
 
 using framework::logging::error;
@@ -14,7 +14,7 @@ using framework::logging::log_interface;
 // The failure's text for the log. JSON failures keep the path or type they refer to apart from
 // their fixed text, so the log gets both.
 std::string describe(const std::exception& failure) {
-    if (const auto* json_failure = dynamic_cast<const exceptions::exception*>(&failure)) {
+    if (const auto* json_failure = dynamic_cast<const json::exceptions::exception*>(&failure)) {
         return json_failure->full_message();
     }
     return failure.what();
@@ -59,12 +59,6 @@ std::string sensor_failure_message(const std::exception_ptr& failure, log_interf
         [](const std::exception&) { return std::string("#:error.generic"); });
 }
 
-void fail_sensor_check(framework::responses::sensor_scan_result& result,
-                       const std::exception_ptr& failure, log_interface& log) {
-    result.set_response_message(sensor_failure_message(failure, log));
-    result.set_response_code(framework::responses::scan_response_codes::error);
-}
-
 std::string metascan_failure_message(const std::exception_ptr& failure, log_interface& log) {
     const auto other = [](const std::exception& e) {
         return "An error occurred." + std::string(e.what());
@@ -80,4 +74,4 @@ std::string metascan_failure_message(const std::exception_ptr& failure, log_inte
         other, other);
 }
 
-}  // namespace zentrova::monitoring_modules::json
+}  // namespace zentrova::monitoring_modules::microsoftazure
