@@ -1,5 +1,6 @@
 #include "json/response_check.hpp"
 
+#include "framework/logging/log_text.hpp"
 #include "json/exceptions.hpp"
 #include "json/parser_factory.hpp"
 #include "rest/exceptions.hpp"
@@ -35,7 +36,8 @@ std::unique_ptr<parser_interface> read_json_response(const rest::response& answe
                                                      const std::string& label,
                                                      framework::logging::log_interface& log) {
     if (log.enabled()) {
-        log.write(framework::logging::debug, label + answer.body);
+        log.write(framework::logging::debug,
+                  label + framework::logging::clipped_for_log(answer.body));
     }
     check_status(answer);
     return parse_json_response(answer);

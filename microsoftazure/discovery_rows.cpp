@@ -1,5 +1,6 @@
 #include "microsoftazure/discovery_rows.hpp"
 
+#include "framework/logging/log_text.hpp"
 #include "json/exceptions.hpp"
 #include "json/response_check.hpp"
 
@@ -18,7 +19,10 @@ subscription_listing list_subscription(azure_client& client, const std::string& 
                                        const std::string& provider_tail,
                                        framework::logging::log_interface& log) {
     const auto answer = client.get("subscriptions/" + subscription_id + "/" + provider_tail);
-    log.write(framework::logging::debug, "API response: " + answer.body);
+    if (log.enabled()) {
+        log.write(framework::logging::debug,
+                  "API response: " + framework::logging::clipped_for_log(answer.body));
+    }
     json::check_status(answer);
     auto regions = region_table::read(client, subscription_id, log);
     return {object_rows(*json::parse_json_response(answer), "/value"), std::move(regions)};

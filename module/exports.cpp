@@ -2,10 +2,12 @@
 // a small integer and a line in the runtime log.
 #include "module/exports.h"
 
+#include <cstdio>
 #include <memory>
 
 #include "framework/logging/runtime_log.hpp"
 #include "module/ModuleMicrosoftAzure.hpp"
+#include "module/module_instance.hpp"
 #include "module/module_instance_adapter.hpp"
 
 namespace {
@@ -14,6 +16,7 @@ using zentrova::monitoring_modules::framework::module::module_instance_adapter;
 
 constexpr int not_initialised = 3;
 constexpr int exception_escaped = 2;
+constexpr int called_from_callback = 5;
 
 // The host serialises InitializeModule and CleanupModule against every other call, so the
 // slot itself needs no lock.
@@ -30,10 +33,24 @@ void log_failure(const char* operation, const char* reason) noexcept {
     }
 }
 
+// A call from inside the host's message callback would wait for the lock its own message holds.
+bool refused_from_callback(const char* operation) noexcept {
+    if (!zentrova::monitoring_modules::framework::module::module_instance::calling_host()) {
+        return false;
+    }
+    log_failure(operation,
+                "it was called from inside the host's message callback, which the module does "
+                "not allow; make the call after the callback has returned");
+    return true;
+}
+
 template <typename Call>
 int guarded(const char* operation, Call&& call) noexcept {
     if (!adapter) {
         return not_initialised;
+    }
+    if (refused_from_callback(operation)) {
+        return called_from_callback;
     }
     try {
         return call(*adapter);
@@ -64,11 +81,13 @@ MICROSOFTAZURE_API int InitializeModule(void* host_context, void* host_context_e
                 host_context, host_context_extra, callback));
         return 0;
     } catch (const std::exception& e) {
+        const std::string reason = std::string("InitializeModule failed: ") + e.what();
         try {
             zentrova::monitoring_modules::framework::logging::runtime_log::from_environment()
-                ->write(zentrova::monitoring_modules::framework::logging::error,
-                        std::string("InitializeModule failed: ") + e.what());
-        } catch (...) {  // NOLINT(bugprone-empty-catch): no log to tell it to
+                ->write(zentrova::monitoring_modules::framework::logging::error, reason);
+        } catch (...) {
+            // No usable log (often the very reason it failed): standard error is all that is left.
+            std::fprintf(stderr, "MicrosoftAzure: %s\n", reason.c_str());
         }
     } catch (...) {  // NOLINT(bugprone-empty-catch)
     }
@@ -76,6 +95,11 @@ MICROSOFTAZURE_API int InitializeModule(void* host_context, void* host_context_e
 }
 
 MICROSOFTAZURE_API int CleanupModule(void) {
+    // Cleaning up from inside the callback would destroy the module under the message it is
+    // sending; the call is refused, and answers 0 as every CleanupModule does.
+    if (adapter && refused_from_callback("CleanupModule")) {
+        return 0;
+    }
     std::unique_ptr<module_instance_adapter> released = std::move(adapter);
     try {
         released.reset();

@@ -5,6 +5,24 @@
 #include "framework/messaging/message_service.hpp"
 
 namespace zentrova::monitoring_modules::framework::module {
+namespace {
+
+thread_local int host_calls_on_this_thread = 0;
+
+// Marks the thread as inside the host callback for as long as it lives.
+class host_call {
+public:
+    host_call() { ++host_calls_on_this_thread; }
+    host_call(const host_call&) = delete;
+    host_call& operator=(const host_call&) = delete;
+    ~host_call() { --host_calls_on_this_thread; }
+};
+
+}  // namespace
+
+bool module_instance::calling_host() {
+    return host_calls_on_this_thread > 0;
+}
 
 module_instance::module_instance(void* host_context, void* host_context_extra,
                                  host_message_callback callback)
@@ -24,6 +42,7 @@ module_instance::module_instance(void* host_context, void* host_context_extra,
                 return std::make_unique<messaging::message_service>(
                     [callback, callback_lock, context, context_extra](void* data, unsigned size) {
                         const std::lock_guard<std::mutex> lock(*callback_lock);
+                        const host_call inside;
                         callback(context, context_extra, data, size);
                     });
             }));

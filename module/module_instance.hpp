@@ -24,6 +24,11 @@ public:
     virtual std::string module_definition() const = 0;
     virtual std::vector<std::string> languages() const = 0;
 
+    // True on a thread that is inside the host's message callback. The exports refuse such calls:
+    // the callback runs under the lock that serialises messages, so a call made from it would
+    // wait for itself.
+    static bool calling_host();
+
     const std::shared_ptr<service_container>& container() const { return container_; }
     const std::shared_ptr<sensor_dispatcher>& dispatcher() const { return dispatcher_; }
 

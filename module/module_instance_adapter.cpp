@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "framework/logging/log_text.hpp"
 #include "framework/logging/runtime_log.hpp"
 #include "framework/messaging/message_service_interface.hpp"
 #include "framework/messaging/module_information_message.hpp"
@@ -49,7 +50,7 @@ int module_instance_adapter::forward(const char* operation, const void* settings
     const settings::sensor_data_wrapper wrapper(settings, settings_size);
     const auto runtime = instance_->container()->find<logging::runtime_log>();
     if (runtime && runtime->enabled()) {
-        runtime->write(logging::debug, wrapper.to_json());
+        runtime->write(logging::debug, logging::clipped_for_log(wrapper.to_json()));
     }
     const int code = static_cast<int>(call(*instance_->dispatcher(), wrapper));
     log(end_line(operation));

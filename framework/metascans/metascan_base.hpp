@@ -46,8 +46,8 @@ protected:
         : container_(std::move(container)),
           sensor_id_(sensor_id),
           scan_id_(scan_id),
-          log_(sensors::open_sensor_log(*container_, sensor_id, settings)),
-          settings_(settings) {}
+          settings_(settings),
+          log_(sensors::open_sensor_log(*container_, sensor_id, settings)) {}
 
     virtual void scan(responses::meta_scan_result& result) = 0;
 
@@ -72,8 +72,8 @@ private:
     std::shared_ptr<module::service_container> container_;
     int sensor_id_;
     unsigned scan_id_;
+    T settings_;  // parsed before the log opens, as in sensor_base
     std::shared_ptr<logging::log_interface> log_;
-    T settings_;
 };
 
 }  // namespace zentrova::monitoring_modules::framework::metascans

@@ -50,8 +50,8 @@ protected:
                 const std::string& version)
         : container_(std::move(container)),
           sensor_id_(sensor_id),
-          log_(open_sensor_log(*container_, sensor_id, settings)),
           settings_(settings),
+          log_(open_sensor_log(*container_, sensor_id, settings)),
           channels_(settings.get_channels()),
           persistent_(settings.get_persistent_data()) {
         log_->write(logging::debug, "#################### Initializing ####################");
@@ -128,8 +128,9 @@ private:
 
     std::shared_ptr<module::service_container> container_;
     int sensor_id_;
-    std::shared_ptr<logging::log_interface> log_;
+    // Parsed before the log opens, so that settings that fail leave no empty log file behind.
     T settings_;
+    std::shared_ptr<logging::log_interface> log_;
     settings::channel_map channels_;
     settings::persistent_data_storage persistent_;
     std::map<int, std::string> declared_;

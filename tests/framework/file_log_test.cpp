@@ -5,8 +5,11 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string>
 
 #include "framework/logging/dev_null_log.hpp"
+#include "framework/logging/impl/file_log.hpp"
+#include "framework/logging/log_text.hpp"
 #include "framework/logging/runtime_log.hpp"
 #include "framework/logging/sensor_log.hpp"
 #include "framework/module/log_registration.hpp"
@@ -68,6 +71,49 @@ TEST_F(LogDirectory, AMissingDirectoryIsMadeAndAnUnusableOneReportedByName) {
         EXPECT_THAT(e.what(), HasSubstr("a-file/MicrosoftAzure.log"));
         EXPECT_THAT(e.what(), HasSubstr("MICROSOFTAZURE_LOG_DIR"));
     }
+}
+
+#ifndef _WIN32
+// Log lines name resources and failures: other local users may neither read the file nor point
+// it elsewhere with a link planted under its name.
+TEST_F(LogDirectory, FilesAreTheOwnersAloneAndNeverFollowALink) {
+    runtime_log::from_environment()->write(info, "private");
+    const auto permissions = std::filesystem::status(dir_ / "MicrosoftAzure.log").permissions();
+    EXPECT_EQ(permissions & std::filesystem::perms::all,
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+
+    std::ofstream(dir_ / "elsewhere") << "kept\n";
+    std::filesystem::create_symlink(dir_ / "elsewhere", dir_ / "sensor_5.log");
+    try {
+        sensor_log::from_environment()->open(5, true);
+        FAIL() << "a link was followed";
+    } catch (const std::exception& e) {
+        EXPECT_THAT(e.what(), HasSubstr("sensor_5.log"));
+        EXPECT_THAT(e.what(), HasSubstr("symbolic link"));
+    }
+    EXPECT_EQ(read("elsewhere"), "kept\n");
+}
+#endif
+
+TEST_F(LogDirectory, AFullFileMovesAsideOnceAndTheLogStartsAnew) {
+    impl::file_log log((dir_ / "small.log").string(), 200);
+    for (int line = 0; line < 20; ++line) {
+        log.write(info, "line " + std::to_string(line) + std::string(20, '.'));
+    }
+    const std::string newest = read("small.log");
+    const std::string older = read("small.log.1");
+    EXPECT_LE(newest.size(), 200U);
+    EXPECT_LE(older.size(), 200U);
+    EXPECT_THAT(newest, HasSubstr("line 19"));
+    EXPECT_THAT(older, ::testing::Not(HasSubstr("line 19")));
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "small.log.2"));
+}
+
+TEST(LogText, LongTextIsCutAtACharacterAndSaysHowMuchWasLeftOut) {
+    EXPECT_EQ(clipped_for_log("short", 5), "short");
+    EXPECT_EQ(clipped_for_log("abcdefgh", 4), "abcd \u2026 [4 more bytes not logged]");
+    // "é" is two bytes: the cut falls before it rather than inside it.
+    EXPECT_EQ(clipped_for_log("ab\u00e9cd", 3), "ab \u2026 [4 more bytes not logged]");
 }
 
 TEST(LogWithoutDirectory, GoesNowhere) {

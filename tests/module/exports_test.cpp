@@ -9,6 +9,11 @@
 #include <jsoncons/json.hpp>
 #include <set>
 #include <sstream>
+#include <vector>
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 #include "host/module_library.hpp"
 #include "tests/support/scratch_directory.hpp"
@@ -158,6 +163,58 @@ TEST_F(ModuleExports, SecretsNeverReachTheLog) {
     EXPECT_THAT(log, HasSubstr("credentials_group.client_secret\":\"********\""));
     EXPECT_THAT(log, Not(HasSubstr("Pr1vate")));
 }
+
+// The module calls the host under the lock that serialises its messages: a call back into it from
+// the callback is refused at once instead of waiting for itself.
+TEST_F(ModuleExports, CallsFromInsideTheCallbackAreRefusedAtOnce) {
+    ASSERT_EQ(module_->initialize(), 0);
+    const auto& exports = module_->exports();
+    std::vector<int> codes;
+    module_->on_message([&](const std::string&) {
+        codes.push_back(exports.execute_sensor_scan(1));
+        codes.push_back(exports.cleanup_module());
+    });
+    module_->module_information(false);
+    module_->on_message(nullptr);
+    EXPECT_EQ(codes, (std::vector<int>{5, 0}));
+    EXPECT_EQ(module_->sensor_scan(1), 4) << "the refused cleanup must leave the module running";
+    EXPECT_THAT(runtime_log(), HasSubstr("ExecuteSensorScan failed: it was called from inside the "
+                                         "host's message callback"));
+    EXPECT_THAT(runtime_log(), HasSubstr("CleanupModule failed: it was called from inside"));
+}
+
+// A creation that fails opens no sensor log, and a runaway buffer is logged cut.
+TEST_F(ModuleExports, LogsHoldNoEmptyFilesAndNoHugeLines) {
+    ASSERT_EQ(module_->initialize(), 0);
+    auto unusable = testing::settings_buffer::with_credentials("virtual_machine_sensor");
+    unusable.settings["padding"] = std::string(1024 * 1024, 'x');
+    EXPECT_EQ(module_->create_sensor(9, unusable.to_json()), 1);
+    EXPECT_FALSE(std::filesystem::exists(log_dir_.path() / "sensor_9.log"));
+    const std::string log = runtime_log();
+    EXPECT_THAT(log, HasSubstr("more bytes not logged]"));
+    EXPECT_LT(log.size(), 256U * 1024U);
+}
+
+#ifndef _WIN32
+// With no usable log, standard error is the only place left to say why the module did not start.
+TEST_F(ModuleExports, AnUnusableLogFolderIsToldOnStandardError) {
+    std::ofstream(log_dir_.path() / "a-file") << "not a folder";
+    ::setenv("MICROSOFTAZURE_LOG_DIR", (log_dir_.path() / "a-file").c_str(), 1);
+    const auto captured = log_dir_.path() / "stderr.txt";
+    std::fflush(stderr);
+    const int saved = ::dup(2);
+    std::FILE* sink = std::fopen(captured.c_str(), "w");
+    ::dup2(::fileno(sink), 2);
+    const int code = module_->initialize();
+    std::fflush(stderr);
+    ::dup2(saved, 2);
+    ::close(saved);
+    std::fclose(sink);
+    EXPECT_EQ(code, 1);
+    EXPECT_THAT(log_dir_.read("stderr.txt"),
+                HasSubstr("MicrosoftAzure: InitializeModule failed: Cannot open log file"));
+}
+#endif
 
 TEST(ModuleLibrary, ExportsExactlyTheNineEntryPoints) {
     const std::string command = std::string("nm -D --defined-only ") + MICROSOFTAZURE_MODULE_PATH;

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <filesystem>
 
+#include "framework/logging/impl/private_file.hpp"
 #include "framework/utils/exceptions.hpp"
 
 namespace zentrova::monitoring_modules::framework::logging::impl {
@@ -38,18 +39,27 @@ namespace {
 std::FILE* open_for_append(const std::string& path) {
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-    return std::fopen(path.c_str(), "ab");
+    std::FILE* file = open_private_file(path);
+    if (file == nullptr) {
+        const std::string hint =
+            errno == ELOOP ? " (it is a symbolic link, which a log file never follows)" : "";
+        throw utils::exceptions::exception("Cannot open log file " + path + ": " +
+                                           std::strerror(errno) + hint +
+                                           ". Check MICROSOFTAZURE_LOG_DIR and its permissions.");
+    }
+    return file;
+}
+
+std::uintmax_t size_of(const std::string& path) {
+    std::error_code failed;
+    const std::uintmax_t size = std::filesystem::file_size(path, failed);
+    return failed ? 0 : size;
 }
 
 }  // namespace
 
-file_log::file_log(const std::string& path) : file_(open_for_append(path)) {
-    if (!file_) {
-        throw utils::exceptions::exception("Cannot open log file " + path + ": " +
-                                           std::strerror(errno) +
-                                           ". Check MICROSOFTAZURE_LOG_DIR and its permissions.");
-    }
-}
+file_log::file_log(std::string path, std::uintmax_t limit)
+    : path_(std::move(path)), limit_(limit), file_(open_for_append(path_)), size_(size_of(path_)) {}
 
 void file_log::write(int level, const std::string& line) {
     std::string text = timestamp();
@@ -61,8 +71,29 @@ void file_log::write(int level, const std::string& line) {
         text += '\n';
     }
     const std::lock_guard<std::mutex> lock(mutex_);
+    if (size_ > 0 && size_ + text.size() > limit_) {
+        rotate();
+    }
     std::fwrite(text.data(), 1, text.size(), file_.get());
     std::fflush(file_.get());
+    size_ += text.size();
+}
+
+// Should the rename or the new file fail (a full disk, a file planted under the new name), the
+// lines go on into the file already open rather than nowhere.
+void file_log::rotate() {
+    const std::string predecessor = path_ + ".1";
+    std::error_code failed;
+    std::filesystem::rename(path_, predecessor, failed);
+    if (failed) {
+        return;
+    }
+    std::FILE* fresh = open_private_file(path_);
+    if (fresh == nullptr) {
+        return;
+    }
+    file_.reset(fresh);
+    size_ = 0;
 }
 
 }  // namespace zentrova::monitoring_modules::framework::logging::impl
