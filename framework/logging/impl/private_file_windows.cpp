@@ -1,7 +1,9 @@
+// windows.h first: sddl.h relies on its declarations.
+#include <windows.h>
+
 #include <fcntl.h>
 #include <io.h>
 #include <sddl.h>
-#include <windows.h>
 
 #include <cerrno>
 #include <memory>
