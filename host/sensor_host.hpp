@@ -12,7 +12,8 @@ namespace zentrova::monitoring_modules::host {
 
 class module_library;
 class module_documents;
-struct host_state;
+class host_state;
+struct sensor_state;
 
 // How a run of the sensor host is set up.
 struct host_options {
@@ -42,8 +43,12 @@ public:
 
 private:
     void start();
-    std::map<std::string, std::string> connection_settings() const;
-    std::map<std::string, std::string> secure_settings(const credentials_file& credentials) const;
+    // Settles a sensor's plain settings: the values of a discovery row (--from-row), the
+    // defaults of settings with options, then --set. Throws host_error when a column of the
+    // sensor's discovery is still missing.
+    void gather_settings(const std::string& sensor_kind, host_state& state, sensor_state& sensor,
+                         const std::map<std::string, std::string>& assignments,
+                         std::optional<size_t> from_row) const;
     std::string resolve_setting_key(const std::string& sensor_kind, const std::string& name) const;
 
     host_options options_;

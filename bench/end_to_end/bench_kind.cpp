@@ -4,19 +4,13 @@
 
 #include <stdexcept>
 
+#include "host/settings_buffer.hpp"
+
 namespace zentrova::monitoring_modules::bench {
 namespace {
 
 const std::string credentials_group = "azure_credentials_section.credentials_group.";
 const std::string cost_group = "subscription_cost_sensor_section.subscription_cost_sensor_group.";
-
-jsoncons::ojson text_object(const std::map<std::string, std::string>& values) {
-    jsoncons::ojson object(jsoncons::json_object_arg);
-    for (const auto& [key, value] : values) {
-        object.insert_or_assign(key, value);
-    }
-    return object;
-}
 
 // The rows of one meta scan, each as the settings it gives a new sensor.
 std::vector<std::map<std::string, std::string>> discover(module_driver& module,
@@ -76,20 +70,10 @@ std::string settings_buffer(const std::string& kind, const azure_account& accoun
     for (const auto& [key, value] : variant) {
         plain[key] = value;
     }
-    std::map<std::string, std::string> channels;
-    for (const auto& [id, channel] : kept.channels) {
-        channels[std::to_string(id)] = channel.name;
-    }
-    jsoncons::ojson root(jsoncons::json_object_arg);
-    root.insert_or_assign("kind", kind);
-    root.insert_or_assign("settings", text_object(plain));
-    root.insert_or_assign(
-        "secure_settings",
-        text_object({{"zentrovacloudapikey", ""},
-                     {credentials_group + "client_secret", account.client_secret}}));
-    root.insert_or_assign("channels", text_object(channels));
-    root.insert_or_assign("persistent_data", text_object(kept.persistent_data));
-    return root.to_string();
+    return host::settings_buffer(
+        kind, plain,
+        {{"zentrovacloudapikey", ""}, {credentials_group + "client_secret", account.client_secret}},
+        kept);
 }
 
 std::vector<bench_kind> discover_kinds(module_driver& module, const azure_account& account) {

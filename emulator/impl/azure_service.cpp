@@ -7,6 +7,7 @@
 #include "emulator/impl/cost_responder.hpp"
 #include "emulator/impl/json_answer.hpp"
 #include "emulator/impl/resource_responder.hpp"
+#include "emulator/impl/scenario_fault_reader.hpp"
 #include "emulator/impl/scenario_parser.hpp"
 #include "emulator/impl/support.hpp"
 
@@ -32,7 +33,7 @@ std::string join(const std::vector<std::string>& items) {
 ojson fault_json(const fault& f) {
     ojson j(jsoncons::json_object_arg);
     j["route"] = f.route;
-    j["kind"] = scenario_parser::kind_name(f.kind);
+    j["kind"] = scenario_fault_reader::kind_name(f.kind);
     if (f.status != 0) {
         j["status"] = f.status;
     }

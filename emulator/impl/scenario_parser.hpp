@@ -17,8 +17,6 @@ public:
     static scenario parse_file(const std::string& path);
     // One fault object or an array of them.
     static std::vector<fault> parse_faults(const std::string& json_text, const std::string& origin);
-
-    static std::string kind_name(fault_kind kind);
 };
 
 }  // namespace zentrova::monitoring_modules::emulator::impl
