@@ -9,9 +9,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "rest/base64.hpp"
-#include "rest/endpoint_configuration.hpp"
 #include "rest/exceptions.hpp"
+#include "rest/impl/base64.hpp"
+#include "rest/impl/endpoint_configuration.hpp"
 #include "rest/impl/parsed_url.hpp"
 #include "rest/impl/recent_urls.hpp"
 #include "rest/impl/rest_impl.hpp"
@@ -167,23 +167,23 @@ TEST(base64, encodes_and_decodes_utf8_text) {
         {"u:p", "dTpw"}, {"\xC3\xA9", "w6k="}, {"foobar", "Zm9vYmFy"}, {"\xFF\xFE", "//4="},
     };
     for (const auto& [plain, encoded] : cases) {
-        EXPECT_EQ(rest::base64_encode(plain), encoded);
-        EXPECT_EQ(rest::base64_decode(encoded), plain);
+        EXPECT_EQ(rest::impl::base64_encode(plain), encoded);
+        EXPECT_EQ(rest::impl::base64_decode(encoded), plain);
     }
     std::string every_byte;
     for (int value = 0; value < 256; ++value) {
         every_byte += static_cast<char>(value);
     }
-    EXPECT_EQ(rest::base64_decode(rest::base64_encode(every_byte)), every_byte);
+    EXPECT_EQ(rest::impl::base64_decode(rest::impl::base64_encode(every_byte)), every_byte);
     for (const char* broken : {"Zg=", "Zg=a", "Z!==", "=Zg=", "Zm9v===="}) {
-        EXPECT_THROW(rest::base64_decode(broken), std::invalid_argument) << broken;
+        EXPECT_THROW(rest::impl::base64_decode(broken), std::invalid_argument) << broken;
     }
 }
 
 using variables = std::map<std::string, std::string>;
 
-rest::endpoint_configuration configuration_from(const variables& values) {
-    return rest::endpoint_configuration::from_variables(
+rest::impl::endpoint_configuration configuration_from(const variables& values) {
+    return rest::impl::endpoint_configuration::from_variables(
         [&](const std::string& name) -> std::optional<std::string> {
             const auto found = values.find(name);
             return found == values.end() ? std::nullopt : std::optional<std::string>(found->second);
