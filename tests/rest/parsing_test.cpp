@@ -5,6 +5,7 @@
 #include <fstream>
 #include <map>
 #include <optional>
+#include <random>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -18,6 +19,7 @@
 #include "rest/impl/token_response.hpp"
 #include "rest/rest_interface.hpp"
 #include "tests/rest/failure_text.hpp"
+#include "tests/rest/url_expression.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
 using rest::impl::parse_url;
@@ -76,7 +78,22 @@ TEST(url_parsing_failures, rejects_urls_that_cannot_be_sent_anywhere) {
     EXPECT_THROW(parse_url("https://host.example/#a\nb"), rest::exceptions::invalid_url);
     EXPECT_THROW(parse_url("https://host.example:99999999999999999999999/"), std::out_of_range);
     EXPECT_THROW(parse_url("/relative/path"), rest::exceptions::invalid_url);
-    EXPECT_EQ(parse_url("/relative/path?x=1", true).path, "/relative/path");
+}
+
+// The hand-written splitter against the expression it writes out, on texts made of the
+// characters that steer it, after the beginnings that choose its branches.
+TEST(url_parsing, splits_as_the_regular_expression_does) {
+    const std::string characters = ":/?#@\\a1.\n\r";
+    const std::vector<std::string> beginnings = {"", "https://", "//", "a:", "x://u:p@", "h:/"};
+    std::mt19937 random(20240611);
+    for (int index = 0; index < 20000; ++index) {
+        std::string text = beginnings[random() % beginnings.size()];
+        for (auto length = random() % 14; length > 0; --length) {
+            text += characters[random() % characters.size()];
+        }
+        ASSERT_EQ(rest::testing::split_by_parse_url(text), rest::testing::split_by_expression(text))
+            << text;
+    }
 }
 
 TEST(url_parsing, remembering_recent_urls_changes_no_result) {
