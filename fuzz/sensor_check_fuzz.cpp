@@ -137,7 +137,8 @@ std::shared_ptr<service_container> scripted_container(std::shared_ptr<scripted_a
     // Token requests would go to the script as well; the scripted client asks no provider.
     container->add_instance(std::make_shared<rest::rest_factory>(
         rest::impl::endpoint_configuration{},
-        [answers](rest::rest_helper_settings settings) -> std::unique_ptr<rest::rest_interface> {
+        [answers](
+            const rest::rest_helper_settings& settings) -> std::unique_ptr<rest::rest_interface> {
             return std::make_unique<scripted_transport>(answers, settings.base_url);
         }));
     return container;

@@ -134,7 +134,7 @@ protected:
 
     std::unique_ptr<rest_interface> client(
         rest_helper_settings settings,
-        std::shared_ptr<impl::connection_pool_interface> with_pool = nullptr) {
+        const std::shared_ptr<impl::connection_pool_interface>& with_pool = nullptr) {
         return std::make_unique<impl::rest_impl>(std::move(settings),
                                                  (with_pool ? with_pool : pool)->make_engine());
     }
