@@ -11,11 +11,11 @@
 
 namespace zentrova::monitoring_modules::rest::impl {
 
-// Bearer tokens, one per token endpoint, client credentials and resource. The module keeps one
-// cache for the whole process and hands it to every Azure AD provider, so that many sensors of
-// one subscription cause one token request per token lifetime. Thread-safe: callers that want
-// the same token wait for a single fetch; callers that want different tokens do not wait for
-// each other. Token age is measured on a steady clock, never the wall clock.
+// Bearer tokens, one per token endpoint, client credentials and resource. The module's
+// rest_factory keeps one cache for the whole process and hands it to every Azure AD provider, so
+// that many sensors of one subscription cause one token request per token lifetime. Thread-safe:
+// callers that want the same token wait for a single fetch; callers that want different tokens do
+// not wait for each other. Token age is measured on a steady clock, never the wall clock.
 class token_cache {
 public:
     using clock_function = std::function<std::chrono::steady_clock::time_point()>;
