@@ -17,7 +17,7 @@
 #include "microsoftazure/subscription_cost/subscription_cost_sensor.hpp"
 #include "microsoftazure/virtual_machine/virtual_machine_metascan.hpp"
 #include "microsoftazure/virtual_machine/virtual_machine_sensor.hpp"
-#include "rest/endpoint_configuration.hpp"
+#include "rest/impl/endpoint_configuration.hpp"
 #include "rest/rest_factory.hpp"
 
 namespace {
@@ -134,13 +134,11 @@ std::shared_ptr<service_container> scripted_container(std::shared_ptr<scripted_a
                         sent.emplace_back(static_cast<const char*>(data), size);
                     });
             }));
-    container->add_instance(std::make_shared<rest::endpoint_configuration>());
-    container->add_instance(std::make_shared<rest::azuread_provider_factory>(
-        [](const std::string&, const std::string&, const std::string&) {
-            return std::shared_ptr<rest::azuread_provider_impl>();
-        }));
-    container->register_factory<rest::rest_interface>(rest::rest_client_factory(
-        [answers](rest::rest_helper_settings settings) -> std::unique_ptr<rest::rest_interface> {
+    // Token requests would go to the script as well; the scripted client asks no provider.
+    container->add_instance(std::make_shared<rest::rest_factory>(
+        rest::impl::endpoint_configuration{},
+        [answers](
+            const rest::rest_helper_settings& settings) -> std::unique_ptr<rest::rest_interface> {
             return std::make_unique<scripted_transport>(answers, settings.base_url);
         }));
     return container;

@@ -1,5 +1,7 @@
 #include "json/response_check.hpp"
 
+#include <cstdint>
+
 #include "framework/logging/log_text.hpp"
 #include "json/exceptions.hpp"
 #include "json/parser_factory.hpp"
@@ -14,8 +16,9 @@ constexpr std::size_t json_media_type_length = 16;
 }  // namespace
 
 void check_status(const rest::response& answer) {
-    // 200..299 in one unsigned comparison: anything below 200 wraps round to a large number.
-    if (static_cast<unsigned>(answer.status_code - 200) <= 99U) {
+    // 200..299 in one unsigned comparison: converted before subtracting, so that anything below
+    // 200 wraps round to a large number, even the lowest codes, where int would overflow.
+    if (static_cast<std::uint32_t>(answer.status_code) - 200U <= 99U) {
         return;
     }
     throw rest::exceptions::request_failed(

@@ -1,12 +1,11 @@
 #include "microsoftazure/azure_client.hpp"
 
-#include "rest/endpoint_configuration.hpp"
 #include "rest/rest_factory.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 
 std::string arm_endpoint(framework::module::service_container& container) {
-    return container.get<rest::endpoint_configuration>()->arm_endpoint;
+    return container.get<rest::rest_factory>()->arm_endpoint();
 }
 
 azure_client::azure_client(framework::module::service_container& container,
@@ -14,16 +13,16 @@ azure_client::azure_client(framework::module::service_container& container,
                            std::string root)
     : root_(root.empty() ? arm_endpoint(container) : std::move(root)) {
     // The secret leaves its secure string only here, into the provider that requests tokens.
-    const auto make_provider = container.get<rest::azuread_provider_factory>();
+    const auto factory = container.get<rest::rest_factory>();
     rest::rest_helper_settings settings;
     // The client's base is the root without its final "/", and each path begins with "/", so
     // that base + path is exactly root + tail (see path()).
     settings.base_url =
         !root_.empty() && root_.back() == '/' ? root_.substr(0, root_.size() - 1) : root_;
-    settings.authentication_provider = (*make_provider)(
+    settings.authentication_provider = factory->azuread_provider(
         credentials.client_id, credentials.client_secret.get_as_plaintext(), credentials.tenant_id);
     settings.timeout = timeout;
-    client_ = container.create<rest::rest_interface>(std::move(settings));
+    client_ = factory->make_client(std::move(settings));
 }
 
 std::string azure_client::path(const std::string& tail) const {

@@ -7,10 +7,7 @@
 #include "microsoftazure/subscription_cost/subscription_cost_sensor.hpp"
 #include "microsoftazure/virtual_machine/virtual_machine_metascan.hpp"
 #include "microsoftazure/virtual_machine/virtual_machine_sensor.hpp"
-#include "rest/connection_pool.hpp"
-#include "rest/endpoint_configuration.hpp"
 #include "rest/rest_factory.hpp"
-#include "rest/token_cache.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 
@@ -30,16 +27,7 @@ ModuleMicrosoftAzure::ModuleMicrosoftAzure(void* host_context, void* host_contex
     // Shared by every sensor: the endpoints, one pool of connections (and the HTTP engine with
     // it) and one token cache, so that many sensors of a subscription need few connections and
     // one token per lifetime.
-    const auto endpoints = std::make_shared<rest::endpoint_configuration>(
-        rest::endpoint_configuration::from_environment());
-    rest::connection_pool_options pool_options;
-    pool_options.ca_bundle = endpoints->ca_bundle;
-    const auto pool = std::make_shared<rest::connection_pool>(pool_options);
-    services.add_instance(endpoints);
-    services.register_factory<rest::rest_interface>(rest::make_rest_client_factory(pool));
-    services.add_instance(
-        std::make_shared<rest::azuread_provider_factory>(rest::make_azuread_provider_factory(
-            *endpoints, pool, std::make_shared<rest::token_cache>())));
+    services.add_instance(rest::rest_factory::from_environment());
 }
 
 std::string ModuleMicrosoftAzure::module_definition() const {

@@ -7,9 +7,10 @@ namespace zentrova::monitoring_modules::rest {
 
 // Supplies the one header that authorizes a request. A REST client asks its provider before
 // every request, handing it the complete request URL. Implemented by
-// basic_authentication_provider and azuread_provider_impl; providers are shared between a client
-// and whoever built it. The implementations of this layer may be called from several threads at
-// once. Failures are rest::exceptions (authentication_failed, connection_failed, invalid_url).
+// impl::basic_authentication_provider and impl::azuread_provider_impl (see rest_factory);
+// providers are shared between a client and whoever built it. The implementations of this layer
+// may be called from several threads at once. Failures are rest::exceptions
+// (authentication_failed, connection_failed, invalid_url).
 class authentication_provider_interface {
 public:
     authentication_provider_interface() = default;

@@ -2,40 +2,46 @@
 
 #include <utility>
 
-#include "rest/impl/http_engine_factory.hpp"
+#include "rest/impl/azuread_provider_impl.hpp"
+#include "rest/impl/connection_pool_interface.hpp"
+#include "rest/impl/endpoint_configuration.hpp"
 #include "rest/impl/rest_impl.hpp"
+#include "rest/impl/token_cache.hpp"
 
 namespace zentrova::monitoring_modules::rest {
 
-std::unique_ptr<rest_interface> create_rest_client(rest_helper_settings settings,
-                                                   std::shared_ptr<connection_pool> pool,
-                                                   const client_options& options) {
-    if (!pool) {
-        pool = std::make_shared<connection_pool>();
-    }
-    return std::make_unique<impl::rest_impl>(
-        std::move(settings), impl::make_http_engine(std::move(pool)), options.connect_timeout);
+std::shared_ptr<rest_factory> rest_factory::from_environment() {
+    return std::make_shared<rest_factory>(impl::endpoint_configuration::from_environment());
 }
 
-rest_client_factory make_rest_client_factory(std::shared_ptr<connection_pool> pool,
-                                             client_options options) {
-    return [pool = std::move(pool), options](rest_helper_settings settings) {
-        return create_rest_client(std::move(settings), pool, options);
-    };
+rest_factory::rest_factory(const impl::endpoint_configuration& endpoints)
+    : arm_endpoint_(endpoints.arm_endpoint),
+      login_endpoint_(endpoints.login_endpoint),
+      tokens_(std::make_shared<impl::token_cache>()) {
+    impl::connection_pool_options pool_options;
+    pool_options.ca_bundle = endpoints.ca_bundle;
+    const auto pool = impl::make_connection_pool(pool_options);
+    clients_ = impl::clients_over(pool);
+    token_clients_ = impl::clients_over(pool, impl::azuread_provider_impl::token_connect_timeout);
 }
 
-azuread_provider_factory make_azuread_provider_factory(const endpoint_configuration& endpoints,
-                                                       std::shared_ptr<connection_pool> pool,
-                                                       std::shared_ptr<token_cache> tokens) {
-    auto token_clients = make_rest_client_factory(
-        std::move(pool), client_options{azuread_provider_impl::token_connect_timeout});
-    return [login_endpoint = endpoints.login_endpoint, token_clients = std::move(token_clients),
-            tokens = std::move(tokens)](std::string client_id, std::string client_secret,
-                                        std::string tenant_id) {
-        return std::make_shared<azuread_provider_impl>(
-            std::move(client_id), std::move(client_secret), std::move(tenant_id),
-            azuread_provider_options{login_endpoint, token_clients, tokens});
-    };
+rest_factory::rest_factory(const impl::endpoint_configuration& endpoints,
+                           rest_client_factory clients)
+    : arm_endpoint_(endpoints.arm_endpoint),
+      login_endpoint_(endpoints.login_endpoint),
+      tokens_(std::make_shared<impl::token_cache>()),
+      clients_(clients),
+      token_clients_(std::move(clients)) {}
+
+std::unique_ptr<rest_interface> rest_factory::make_client(rest_helper_settings settings) const {
+    return clients_(std::move(settings));
+}
+
+std::shared_ptr<authentication_provider_interface> rest_factory::azuread_provider(
+    std::string client_id, std::string client_secret, std::string tenant_id) const {
+    return std::make_shared<impl::azuread_provider_impl>(
+        std::move(client_id), std::move(client_secret), std::move(tenant_id),
+        impl::azuread_provider_options{login_endpoint_, token_clients_, tokens_});
 }
 
 }  // namespace zentrova::monitoring_modules::rest

@@ -49,9 +49,9 @@ struct rest_helper_settings {
 };
 
 // A synchronous HTTP client bound to one base URL. The sensors reach the Azure REST API only
-// through it; impl::rest_impl is the implementation, built by create_rest_client
-// (rest/rest_factory.hpp). A client is used by one thread at a time and holds no locks; it keeps
-// nothing of a failed request. Every failure is one of rest::exceptions.
+// through it; impl::rest_impl is the implementation, made by rest_factory. A client is used by
+// one thread at a time and holds no locks; it keeps nothing of a failed request. Every failure is
+// one of rest::exceptions.
 class rest_interface {
 public:
     rest_interface() = default;
@@ -69,7 +69,7 @@ public:
     virtual response send_request_path(const std::string& path, const request& request) = 0;
 };
 
-// Makes a client from its settings; the module keeps one in its service container.
+// Makes a client from its settings.
 using rest_client_factory = std::function<std::unique_ptr<rest_interface>(rest_helper_settings)>;
 
 }  // namespace zentrova::monitoring_modules::rest

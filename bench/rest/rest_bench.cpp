@@ -11,10 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "rest/http_engine_interface.hpp"
-#include "rest/http_runtime.hpp"
+#include "rest/impl/connection_pool_interface.hpp"
+#include "rest/impl/http_engine_interface.hpp"
 #include "rest/impl/rest_impl.hpp"
-#include "rest/rest_factory.hpp"
 #include "tests/rest/test_https_server.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
@@ -89,12 +88,12 @@ void run_requests(benchmark::State& state, const rest::testing::test_https_serve
 
 // An engine that answers at once with what the server would send, so that the client's own work
 // per request (URL parsing, headers, the response record) shows on its own.
-class canned_engine final : public rest::http_engine_interface {
+class canned_engine final : public rest::impl::http_engine_interface {
 public:
     explicit canned_engine(std::string body) : body_(std::move(body)) {}
 
-    rest::exchange_outcome exchange(const rest::http_exchange& /*request*/,
-                                    rest::http_exchange_result& result) override {
+    rest::impl::exchange_outcome exchange(const rest::impl::http_exchange& /*request*/,
+                                          rest::impl::http_exchange_result& result) override {
         result.status_code = 200;
         result.reason = "OK";
         result.headers = {{"Content-Type", "application/json; charset=utf-8"},
@@ -122,8 +121,9 @@ int main(int argc, char** argv) {
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
 
-    // The pool starts libcurl for the client; this keeps it started for the bare handle as well.
-    const rest::http_runtime runtime;
+    // The pool starts libcurl for the client; this keeps it started for the bare handle as well
+    // (libcurl counts its starts).
+    curl_global_init(CURL_GLOBAL_DEFAULT);
     rest::testing::test_https_server server;
     const std::string body = json_body_of_2_kilobytes();
     server.routes().Get("/data", [&body](const httplib::Request&, httplib::Response& response) {
@@ -135,9 +135,8 @@ int main(int argc, char** argv) {
 
     rest::rest_helper_settings settings;
     settings.base_url = server.url();
-    auto client = rest::create_rest_client(
-        settings, std::make_shared<rest::connection_pool>(
-                      rest::connection_pool_options{server.ca_file(), 32}));
+    auto client = rest::impl::clients_over(
+        rest::impl::make_connection_pool({server.ca_file(), 32}))(settings);
     bare_client bare(server);
     // Connect and shake hands before anything is measured.
     const rest::request get;
@@ -169,5 +168,6 @@ int main(int argc, char** argv) {
 
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
+    curl_global_cleanup();
     return 0;
 }

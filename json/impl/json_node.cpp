@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <clocale>
+#include <charconv>
+#include <cmath>
 #include <cstdlib>
+#include <limits>
 #include <string_view>
 #include <system_error>
 
@@ -133,31 +135,52 @@ std::int64_t parse_integer(const std::string& text) {
     return parsed;
 }
 
-// strtod reads the decimal point of the current locale; numbers in response bodies always use
-// '.', whatever locale the hosting process has chosen.
-double strtod_c_locale(const char* text, char** end) {
-#ifdef _WIN32
-    static const _locale_t c_locale = _create_locale(LC_NUMERIC, "C");
-    return c_locale != nullptr ? _strtod_l(text, end, c_locale) : std::strtod(text, end);
-#else
-    static const locale_t c_locale = newlocale(LC_NUMERIC_MASK, "C", nullptr);
-    return c_locale != nullptr ? strtod_l(text, end, c_locale) : std::strtod(text, end);
-#endif
+bool is_hex_digit(char character) {
+    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'f') ||
+           (character >= 'A' && character <= 'F');
 }
 
-// Floating-point number with strtod rules: leading blanks skipped, text after it ignored.
-double parse_floating(const std::string& text) {
-    const char* begin = text.c_str();
-    char* end = nullptr;
-    errno = 0;
-    const double parsed = strtod_c_locale(begin, &end);
-    if (end == begin) {
+// Floating-point number with strtod's rules in the "C" locale: leading blanks skipped, an
+// optional sign, then decimal digits, "0x" and hexadecimal digits, "inf", "infinity" or "nan",
+// and text after the number ignored. Bodies write numbers with '.', whatever locale the hosting
+// process has chosen, and std::from_chars reads them that way on every platform. Like glibc's
+// strtod, results too large for a double and results below its smallest normal value (which lose
+// precision or vanish) are out of range.
+double parse_floating(std::string_view text) {
+    const std::size_t start = text.find_first_not_of(" \t\n\v\f\r");
+    if (start == std::string_view::npos) {
         throw exceptions::conversion_error("invalid stod argument");
     }
-    if (errno == ERANGE) {
+    const char* first = text.data() + start;
+    const char* const last = text.data() + text.size();
+    // from_chars takes no '+' and reads "0x" as a zero: the sign and the prefix are read here.
+    const bool negative = *first == '-';
+    if (*first == '+' || *first == '-') {
+        ++first;
+    }
+    if (first == last || *first == '+' || *first == '-') {
+        throw exceptions::conversion_error("invalid stod argument");
+    }
+    double value = 0;
+    std::from_chars_result read{};
+    if (last - first > 2 && first[0] == '0' && (first[1] == 'x' || first[1] == 'X') &&
+        (is_hex_digit(first[2]) || first[2] == '.')) {
+        read = std::from_chars(first + 2, last, value, std::chars_format::hex);
+        if (read.ec == std::errc::invalid_argument) {
+            value = 0;  // "0x." holds no hexadecimal digit: the number is the "0" before it
+            read.ec = std::errc();
+        }
+    } else {
+        read = std::from_chars(first, last, value);
+    }
+    if (read.ec == std::errc::invalid_argument) {
+        throw exceptions::conversion_error("invalid stod argument");
+    }
+    if (read.ec == std::errc::result_out_of_range ||
+        (value != 0 && std::fabs(value) < std::numeric_limits<double>::min())) {
         throw exceptions::conversion_error("stod argument out of range");
     }
-    return parsed;
+    return negative ? -value : value;
 }
 
 }  // namespace
@@ -239,7 +262,7 @@ double json_node::to_double() const {
         case json_type::double_value:
             return value.as<double>();
         case json_type::string_value:
-            return parse_floating(std::string(value.as_string_view()));
+            return parse_floating(value.as_string_view());
         default:
             throw_type_error(value);
     }

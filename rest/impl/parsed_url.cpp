@@ -1,6 +1,7 @@
 #include "rest/impl/parsed_url.hpp"
 
-#include <regex>
+#include <algorithm>
+#include <string_view>
 
 #include "rest/exceptions.hpp"
 
@@ -8,42 +9,112 @@ namespace zentrova::monitoring_modules::rest::impl {
 
 namespace {
 
-constexpr const char* url_expression =
-    R"(^(([^:\/?#]+):(?=\/\/))?(\/\/)?((([^:]+)(?::([^@]+)?)?@)?([^@\\\/?#:]*)(?::(\d+)?)?)?([^?#]*)(\?([^#]*))?(#(.*))?)";
+constexpr std::size_t npos = std::string_view::npos;
 
-// Groups: 2 scheme, 6 user, 7 password, 8 host, 9 port, 10 path, 12 query, 14 fragment.
-const std::regex& url_pattern() {
-    static const std::regex pattern(url_expression, std::regex::ECMAScript | std::regex::optimize);
-    return pattern;
-}
+struct url_groups {
+    std::string_view scheme;
+    std::string_view user;
+    std::string_view password;
+    std::string_view host;
+    std::string_view port;
+    std::string_view path;
+    std::string_view query;
+    std::string_view fragment;
+};
 
-// libstdc++'s default matcher recurses once per character of the text, so a URL of a few thousand
-// characters (a resource id from the settings, say) would exhaust a host thread's stack. Its
-// breadth-first matcher keeps the same groups for this pattern without recursing on the text, but
-// costs many times more, so it serves only URLs too long for the default one (Azure URLs are a
-// few hundred characters; 512 keep the recursion inside a 1 MiB thread stack, sanitizers included).
-constexpr std::size_t recursive_match_limit = 512;
+// The regular expression of parse_url, written out. std::regex's matchers recurse once per
+// character (a URL of a few thousand characters, a long resource id say, exhausted a 1 MiB
+// thread stack), and breadth-first matching is an extension of one standard library only. The
+// alternatives are tried in the expression's order; each step takes the longest text its
+// character class allows, because whatever a shorter one leaves over cannot start the next part.
+class url_splitter {
+public:
+    explicit url_splitter(std::string_view text) : text_(text) {
+        // The fragment's "." takes no line break, so the path, query and fragment match from a
+        // position only if no '#' lies between it and the last line break.
+        const std::size_t last_break = text.find_last_of("\r\n");
+        if (last_break != npos) {
+            hash_before_break_ = text.rfind('#', last_break);
+        }
+    }
 
-const std::regex& long_url_pattern() {
-#if defined(__GLIBCXX__)
-    static const std::regex pattern(url_expression, std::regex::ECMAScript |
-                                                        std::regex_constants::__polynomial |
-                                                        std::regex::optimize);
-    return pattern;
-#else
-    return url_pattern();
-#endif
-}
+    bool split(url_groups& groups) const {
+        // A scheme counts only when "://" follows it; the "//" may still be taken as the start
+        // of what follows.
+        const std::size_t scheme_end = text_.find_first_of(":/?#");
+        if (scheme_end != npos && scheme_end > 0 && text_[scheme_end] == ':' &&
+            text_.compare(scheme_end + 1, 2, "//") == 0) {
+            groups.scheme = text_.substr(0, scheme_end);
+            if (split_from(scheme_end + 3, groups) || split_from(scheme_end + 1, groups)) {
+                return true;
+            }
+            groups.scheme = {};
+        }
+        if (text_.compare(0, 2, "//") == 0 && split_from(2, groups)) {
+            return true;
+        }
+        return split_from(0, groups);
+    }
 
-enum group : std::size_t {
-    scheme_group = 2,
-    user_group = 6,
-    password_group = 7,
-    host_group = 8,
-    port_group = 9,
-    path_group = 10,
-    query_group = 12,
-    fragment_group = 14,
+private:
+    bool tail_matches_from(std::size_t position) const {
+        return hash_before_break_ == npos || position > hash_before_break_;
+    }
+
+    // User information, host, port, path, query and fragment from `start` on.
+    bool split_from(std::size_t start, url_groups& groups) const {
+        const std::size_t end = text_.size();
+        // The user runs up to the first ':' at the most. The longest user that lets the rest
+        // match is taken: up to that ':' with a password up to the next '@', else up to the last
+        // '@' before the ':'. A shorter one never helps, since the rest matches from a position
+        // only if it matches from every later one.
+        const std::size_t colon = std::min(text_.find(':', start), end);
+        const std::size_t at_after_colon = colon < end ? text_.find('@', colon + 1) : npos;
+        std::size_t host_start = start;
+        std::string_view user;
+        std::string_view password;
+        if (colon > start && at_after_colon != npos) {
+            user = text_.substr(start, colon - start);
+            password = text_.substr(colon + 1, at_after_colon - colon - 1);
+            host_start = at_after_colon + 1;
+        } else if (colon > start) {
+            const std::size_t at = text_.rfind('@', colon - 1);
+            if (at != npos && at > start) {
+                user = text_.substr(start, at - start);
+                host_start = at + 1;
+            }
+        }
+        if (!tail_matches_from(host_start)) {
+            return false;
+        }
+        const std::size_t host_end = std::min(text_.find_first_of("@\\/?#:", host_start), end);
+        std::size_t path_start = host_end;
+        groups.port = {};
+        if (host_end < end && text_[host_end] == ':') {
+            path_start = host_end + 1;
+            while (path_start < end && text_[path_start] >= '0' && text_[path_start] <= '9') {
+                ++path_start;
+            }
+            groups.port = text_.substr(host_end + 1, path_start - host_end - 1);
+        }
+        groups.user = user;
+        groups.password = password;
+        groups.host = text_.substr(host_start, host_end - host_start);
+        const std::size_t path_end = std::min(text_.find_first_of("?#", path_start), end);
+        groups.path = text_.substr(path_start, path_end - path_start);
+        std::size_t fragment_mark = path_end;
+        groups.query = {};
+        if (path_end < end && text_[path_end] == '?') {
+            fragment_mark = std::min(text_.find('#', path_end + 1), end);
+            groups.query = text_.substr(path_end + 1, fragment_mark - path_end - 1);
+        }
+        groups.fragment =
+            fragment_mark < end ? text_.substr(fragment_mark + 1) : std::string_view();
+        return true;
+    }
+
+    std::string_view text_;
+    std::size_t hash_before_break_ = npos;  // the last '#' before the last line break
 };
 
 }  // namespace
@@ -64,28 +135,24 @@ std::uint16_t default_port(const std::string& scheme) {
     return 0;
 }
 
-parsed_url parse_url(const std::string& text, bool allow_no_host) {
-    std::smatch match;
-    const auto& pattern = text.size() <= recursive_match_limit ? url_pattern() : long_url_pattern();
-    if (!std::regex_match(text, match, pattern)) {
+parsed_url parse_url(const std::string& text) {
+    url_groups groups;
+    if (!url_splitter(text).split(groups)) {
         throw exceptions::invalid_url(text);
     }
     parsed_url url;
     url.text = text;
-    url.scheme = match[scheme_group].str();
+    url.scheme = groups.scheme;
     if (url.scheme.find('\\') != std::string::npos) {
         throw exceptions::invalid_url(text, "the scheme holds a backslash");
     }
-    url.user = match[user_group].str();
-    url.password = match[password_group].str();
-    url.host = match[host_group].str();
-    if (url.host.find('\\') != std::string::npos) {
-        throw exceptions::invalid_url(text, "the host holds a backslash");
-    }
-    if (url.host.empty() && !allow_no_host) {
+    url.user = groups.user;
+    url.password = groups.password;
+    url.host = groups.host;
+    if (url.host.empty()) {
         throw exceptions::invalid_url(text, "there is no host");
     }
-    url.path = match[path_group].str();
+    url.path = groups.path;
     // The host stops at the first character it cannot hold; unless that begins the path, it is
     // something like a backslash or a port that is not a number, and the request would go to
     // the wrong place.
@@ -94,14 +161,13 @@ parsed_url parse_url(const std::string& text, bool allow_no_host) {
                                                 url.path.substr(0, 1) +
                                                 "', which begins neither a port nor a path");
     }
-    const std::string port = match[port_group].str();
+    const std::string port(groups.port);
     url.port = port.empty() ? default_port(url.scheme)
                             : static_cast<std::uint16_t>(std::stoul(port, nullptr, 10) & 0xFFFFU);
-    url.query = match[query_group].str();
-    url.fragment = match[fragment_group].str();
+    url.query = groups.query;
+    url.fragment = groups.fragment;
     return url;
 }
-
 std::string parsed_url::rebuild(const url_parts& parts) const {
     if (parts.scheme && parts.user_info && parts.path && parts.query && parts.fragment) {
         return text;

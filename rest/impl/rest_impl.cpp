@@ -13,6 +13,55 @@ namespace {
 
 constexpr const char* user_agent = "TARV/" MICROSOFTAZURE_VERSION;
 
+bool is_header_token_character(unsigned char character) {
+    constexpr std::string_view punctuation = "!#$%&'*+-.^_`|~";
+    return (character >= '0' && character <= '9') || (character >= 'a' && character <= 'z') ||
+           (character >= 'A' && character <= 'Z') ||
+           punctuation.find(static_cast<char>(character)) != std::string_view::npos;
+}
+
+// A header that would break the request apart (or smuggle in another) is refused. Returns the
+// reason, or nothing when the header can go out.
+std::string header_problem(const std::string& name, const std::string& value) {
+    if (name.empty()) {
+        return "a header name must not be empty";
+    }
+    for (const char character : name) {
+        if (!is_header_token_character(static_cast<unsigned char>(character))) {
+            return "the name holds '" + std::string(1, character) +
+                   "', which a header name cannot hold (letters, digits and !#$%&'*+-.^_`|~ only)";
+        }
+    }
+    // Three vectorised scans for single characters: a scan against a set of three tests every
+    // character one by one, and the bearer token, over a kilobyte, goes out with every request.
+    if (value.find('\r') != std::string::npos || value.find('\n') != std::string::npos ||
+        value.find('\0') != std::string::npos) {
+        return "the value holds a line break or a NUL character";
+    }
+    return {};
+}
+
+// Blanks and control characters cannot stand in a request line; they go out percent-encoded, as
+// any client would send them. Everything else is left exactly as the caller wrote it.
+void append_encoded_target(std::string& encoded, const std::string& target) {
+    constexpr std::string_view hex = "0123456789ABCDEF";
+    encoded.reserve(encoded.size() + target.size());
+    // Runs of characters that go out as they are are copied whole: targets are long (a resource
+    // id and a list of metric names) and rarely hold anything to encode.
+    std::size_t run = 0;
+    for (std::size_t at = 0; at < target.size(); ++at) {
+        const auto byte = static_cast<unsigned char>(target[at]);
+        if (byte <= 0x20U || byte >= 0x7FU) {
+            encoded.append(target, run, at - run);
+            encoded += '%';
+            encoded += hex[byte >> 4U];
+            encoded += hex[byte & 0x0FU];
+            run = at + 1;
+        }
+    }
+    encoded.append(target, run, std::string::npos);
+}
+
 // Header names are case-insensitive on the wire, so a later header replaces an earlier one of
 // the same name where it stands instead of going out twice.
 void set_header(header_list& headers, const std::string& name, const std::string& value) {
@@ -81,6 +130,15 @@ response to_response(http_exchange_result&& result) {
 }
 
 }  // namespace
+
+rest_client_factory clients_over(std::shared_ptr<connection_pool_interface> pool,
+                                 std::chrono::milliseconds connect_timeout) {
+    return [pool = std::move(pool),
+            connect_timeout](rest_helper_settings settings) -> std::unique_ptr<rest_interface> {
+        return std::make_unique<rest_impl>(std::move(settings), pool->make_engine(),
+                                           connect_timeout);
+    };
+}
 
 std::pair<std::string, std::string> parse_set_cookie(const std::string& value) {
     const std::string_view pair = std::string_view(value).substr(0, value.find(';'));
@@ -160,10 +218,24 @@ response rest_impl::send(const std::string& url_text, const request& request) {
             "Request method is not POST, but a POST body has been set for the request.");
     }
     exchange.body = request.body;
-    exchange.target = url.path.empty() ? "/" : url.path;
+    for (const auto& [name, value] : exchange.headers) {
+        if (std::string problem = header_problem(name, value); !problem.empty()) {
+            throw exceptions::add_header_failed(name, std::move(problem));
+        }
+    }
+    if (exchange.port == 0) {
+        throw exceptions::connection_failed(
+            "no port to connect to on '" + exchange.host +
+            "': the URL names none and its scheme has no default port");
+    }
+    if (url.path.empty()) {
+        exchange.target = "/";
+    } else {
+        append_encoded_target(exchange.target, url.path);
+    }
     if (!url.query.empty()) {
         exchange.target += '?';
-        exchange.target += url.query;
+        append_encoded_target(exchange.target, url.query);
     }
 
     http_exchange_result result;

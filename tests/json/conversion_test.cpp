@@ -2,6 +2,7 @@
 
 #include <clocale>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -23,7 +24,9 @@ constexpr const char* kinds_body = R"({
     "uint": 18446744073709551615, "double": 42.5, "whole_double": 2.0,
     "text": "abc", "numeric": "42", "prefixed": "42abc", "padded": "  -17.25 kg",
     "quoted_true": "true", "huge_integer": "99999999999999999999", "huge_exponent": "1e999",
-    "bignum": 123456789012345678901234567890, "array": [1, 2], "object": {"a": 1}
+    "bignum": 123456789012345678901234567890, "array": [1, 2], "object": {"a": 1},
+    "plus": "\t+2.5e1x", "hex": "-0x1.8p1", "hex_prefix_alone": "0xg", "infinity": "-Infinity",
+    "subnormal": "1e-310", "two_signs": "+-1"
 })";
 
 enum class query { string, integer, floating, boolean };
@@ -123,6 +126,12 @@ std::vector<conversion_case> conversion_cases() {
         {"huge_integer", query::floating, 1e20},
         {"text", query::floating, conversion_failure{"invalid stod argument"}},
         {"huge_exponent", query::floating, conversion_failure{"stod argument out of range"}},
+        {"plus", query::floating, 25.0},
+        {"hex", query::floating, -3.0},
+        {"hex_prefix_alone", query::floating, 0.0},
+        {"infinity", query::floating, -std::numeric_limits<double>::infinity()},
+        {"subnormal", query::floating, conversion_failure{"stod argument out of range"}},
+        {"two_signs", query::floating, conversion_failure{"invalid stod argument"}},
         {"true", query::floating, type_error{"bool"}},
         {"null", query::floating, type_error{"null"}},
         {"array", query::floating, type_error{"array"}},

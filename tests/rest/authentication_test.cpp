@@ -12,8 +12,13 @@
 #include <thread>
 #include <vector>
 
-#include "rest/basic_authentication_provider.hpp"
 #include "rest/exceptions.hpp"
+#include "rest/impl/azuread_provider_impl.hpp"
+#include "rest/impl/basic_authentication_provider.hpp"
+#include "rest/impl/connection_pool_interface.hpp"
+#include "rest/impl/endpoint_configuration.hpp"
+#include "rest/impl/rest_impl.hpp"
+#include "rest/impl/token_cache.hpp"
 #include "rest/rest_factory.hpp"
 #include "tests/rest/failure_text.hpp"
 #include "tests/rest/raw_http_server.hpp"
@@ -75,13 +80,21 @@ protected:
         server.start();
     }
 
-    std::shared_ptr<rest::azuread_provider_impl> provider(
+    std::shared_ptr<rest::impl::azuread_provider_impl> provider(
         const std::string& client_secret = secret, const std::string& tenant = "tenant-1",
         const std::string& client_id = "client-1") {
-        return std::make_shared<rest::azuread_provider_impl>(
+        return std::make_shared<rest::impl::azuread_provider_impl>(
             client_id, client_secret, tenant,
-            rest::azuread_provider_options{server.url(), rest::make_rest_client_factory(pool),
-                                           tokens});
+            rest::impl::azuread_provider_options{server.url(), rest::impl::clients_over(pool),
+                                                 tokens});
+    }
+
+    // The module's factory, with this test's token endpoint as its login endpoint.
+    rest::rest_factory factory() {
+        rest::impl::endpoint_configuration endpoints;
+        endpoints.login_endpoint = server.url();
+        endpoints.ca_bundle = server.ca_file();
+        return rest::rest_factory(endpoints);
     }
 
     std::string authorization(rest::authentication_provider_interface& source,
@@ -102,11 +115,11 @@ protected:
     }
 
     test_https_server server;
-    std::shared_ptr<rest::connection_pool> pool = std::make_shared<rest::connection_pool>(
-        rest::connection_pool_options{server.ca_file(), 32});
+    std::shared_ptr<rest::impl::connection_pool_interface> pool =
+        rest::impl::make_connection_pool({server.ca_file(), 32});
     std::chrono::steady_clock::time_point now{};
-    std::shared_ptr<rest::token_cache> tokens =
-        std::make_shared<rest::token_cache>([this] { return now; });
+    std::shared_ptr<rest::impl::token_cache> tokens =
+        std::make_shared<rest::impl::token_cache>([this] { return now; });
     int lifetime_seconds = 3600;
     answer_function answer;
     std::mutex mutex;
@@ -147,7 +160,7 @@ TEST_F(token_endpoint_test, a_token_is_reused_while_at_least_30_seconds_are_left
         {0, 1}, {3569, 1}, {3570, 1}, {3571, 2}, {3600, 2}};
     for (const auto& [elapsed, expected_requests] : cases) {
         // Each case starts from a fresh cache with a token fetched at time 0.
-        tokens = std::make_shared<rest::token_cache>([this] { return now; });
+        tokens = std::make_shared<rest::impl::token_cache>([this] { return now; });
         {
             const std::lock_guard<std::mutex> guard(mutex);
             seen.clear();
@@ -162,18 +175,20 @@ TEST_F(token_endpoint_test, a_token_is_reused_while_at_least_30_seconds_are_left
 }
 
 TEST_F(token_endpoint_test, providers_with_the_same_credentials_share_one_token) {
-    rest::endpoint_configuration endpoints;
-    endpoints.login_endpoint = server.url();
-    const auto factory = rest::make_azuread_provider_factory(endpoints, pool, tokens);
+    const auto shared = factory();
+    const auto azure = [&](const std::string& client_id, const std::string& client_secret,
+                           const std::string& tenant) {
+        return shared.azuread_provider(client_id, client_secret, tenant);
+    };
     const std::string url = "https://management.example.com/subscriptions";
-    EXPECT_EQ(authorization(*factory("client-1", secret, "tenant-1"), url), "Bearer token-1");
-    EXPECT_EQ(authorization(*factory("client-1", secret, "tenant-1"), url), "Bearer token-1");
+    EXPECT_EQ(authorization(*azure("client-1", secret, "tenant-1"), url), "Bearer token-1");
+    EXPECT_EQ(authorization(*azure("client-1", secret, "tenant-1"), url), "Bearer token-1");
     EXPECT_EQ(token_requests(), 1U);
     // A different secret, tenant or client must never borrow that token.
-    EXPECT_EQ(authorization(*factory("client-1", "wrong", "tenant-1"), url), "Bearer token-2");
-    EXPECT_EQ(authorization(*factory("client-1", secret, "tenant-2"), url), "Bearer token-3");
+    EXPECT_EQ(authorization(*azure("client-1", "wrong", "tenant-1"), url), "Bearer token-2");
+    EXPECT_EQ(authorization(*azure("client-1", secret, "tenant-2"), url), "Bearer token-3");
     EXPECT_EQ(last_token_request().tenant, "tenant-2");
-    EXPECT_EQ(authorization(*factory("client-2", secret, "tenant-1"), url), "Bearer token-4");
+    EXPECT_EQ(authorization(*azure("client-2", secret, "tenant-1"), url), "Bearer token-4");
     EXPECT_EQ(token_requests(), 4U);
 }
 
@@ -197,10 +212,11 @@ TEST_F(token_endpoint_test, many_threads_wanting_one_token_cause_one_fetch) {
 }
 
 TEST_F(token_endpoint_test, the_token_authorizes_requests_over_the_shared_connection) {
+    const auto shared = factory();
     rest::rest_helper_settings settings;
     settings.base_url = server.url();
-    settings.authentication_provider = provider();
-    auto client = rest::create_rest_client(settings, pool);
+    settings.authentication_provider = shared.azuread_provider("client-1", secret, "tenant-1");
+    auto client = shared.make_client(settings);
     EXPECT_EQ(client->send_request_path("subscriptions", {}).status_code, 200);
     EXPECT_EQ(client->send_request_path("subscriptions", {}).status_code, 200);
     EXPECT_EQ(last_token_request().resource, server.url());
@@ -257,33 +273,35 @@ TEST_F(token_endpoint_test, a_failed_fetch_is_tried_again_on_the_next_request) {
 
 TEST(azuread_provider, an_unreachable_token_endpoint_is_a_connection_failure) {
     const rest::testing::refusing_port refusing;
-    rest::azuread_provider_impl azure(
+    rest::impl::azuread_provider_impl azure(
         "client-1", secret, "tenant-1",
         {"https://127.0.0.1:" + std::to_string(refusing.port()), {}, {}});
     EXPECT_THAT(failure_text<rest::exceptions::connection_failed>(
                     [&] { azure.get_authorization_header("https://management.example.com/"); }),
                 AllOf(HasSubstr(std::to_string(refusing.port())), Not(HasSubstr(secret))));
-    EXPECT_THROW(rest::azuread_provider_impl("c", "s", "t", {"https://login.example:port", {}, {}})
-                     .get_authorization_header("https://management.example.com/"),
-                 rest::exceptions::invalid_url);
+    EXPECT_THROW(
+        rest::impl::azuread_provider_impl("c", "s", "t", {"https://login.example:port", {}, {}})
+            .get_authorization_header("https://management.example.com/"),
+        rest::exceptions::invalid_url);
     EXPECT_THROW(azure.get_authorization_header("https:///no-host"), rest::exceptions::invalid_url);
 }
 
 TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
     std::chrono::steady_clock::time_point now{};
-    rest::token_cache cache([&] { return now; });
-    const rest::token_cache::token_request first{
-        "https://login/t/oauth2/token", "c", rest::token_cache::secret_digest("s"), "https://a"};
+    rest::impl::token_cache cache([&] { return now; });
+    const rest::impl::token_cache::token_request first{"https://login/t/oauth2/token", "c",
+                                                       rest::impl::token_cache::secret_digest("s"),
+                                                       "https://a"};
     EXPECT_THROW(cache.get(first,
-                           []() -> rest::token_cache::fetched_token {
+                           []() -> rest::impl::token_cache::fetched_token {
                                throw rest::exceptions::authentication_failed("no");
                            }),
                  rest::exceptions::authentication_failed);
     int fetches = 0;
     const auto fetch = [&] {
         ++fetches;
-        return rest::token_cache::fetched_token{"t" + std::to_string(fetches),
-                                                std::chrono::seconds(60)};
+        return rest::impl::token_cache::fetched_token{"t" + std::to_string(fetches),
+                                                      std::chrono::seconds(60)};
     };
     EXPECT_EQ(cache.get(first, fetch), "t1");
     EXPECT_EQ(cache.get(first, fetch), "t1");
@@ -295,7 +313,7 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
 }
 
 TEST(basic_provider, sends_user_and_password_in_base64) {
-    rest::basic_authentication_provider basic("u", "p");
+    rest::impl::basic_authentication_provider basic("u", "p");
     EXPECT_EQ(basic.get_authorization_header("ignored"),
               std::make_pair(std::string("Authorization"), std::string("Basic dTpw")));
 }

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "rest/impl/curl_library.hpp"
-#include "rest/impl/openssl_library.hpp"
+#include "rest/impl/curl/curl_library.hpp"
+#include "rest/impl/curl/openssl_library.hpp"
 
 namespace impl = zentrova::monitoring_modules::rest::impl;
 using ::testing::AllOf;

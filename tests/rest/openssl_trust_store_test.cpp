@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "emulator/tls_identity.hpp"
-#include "rest/impl/openssl_trust_store.hpp"
+#include "rest/impl/curl/openssl_trust_store.hpp"
 #include "tests/rest/test_https_server.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;

@@ -12,7 +12,7 @@
 #include <sstream>
 #include <string>
 
-#include "rest/base64.hpp"
+#include "rest/impl/base64.hpp"
 
 namespace {
 
@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
                 base64 += pem[index];
             }
         }
-        const std::string der = zentrova::monitoring_modules::rest::base64_decode(base64);
+        const std::string der = zentrova::monitoring_modules::rest::impl::base64_decode(base64);
         if (!::CertAddEncodedCertificateToStore(
                 store, X509_ASN_ENCODING, reinterpret_cast<const BYTE*>(der.data()),
                 static_cast<DWORD>(der.size()), CERT_STORE_ADD_USE_EXISTING, nullptr)) {

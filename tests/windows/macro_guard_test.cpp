@@ -33,10 +33,10 @@
 #include "framework/settings/secure_string.hpp"
 #include "framework/settings/sensor_data_wrapper.hpp"
 #include "module/exports.h"
-#include "rest/connection_pool.hpp"
+#include "rest/authentication_provider_interface.hpp"
 #include "rest/exceptions.hpp"
 #include "rest/rest_factory.hpp"
-#include "rest/token_cache.hpp"
+#include "rest/rest_interface.hpp"
 
 namespace {
 

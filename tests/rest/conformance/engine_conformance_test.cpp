@@ -125,16 +125,18 @@ public:
 class engine_conformance : public ::testing::TestWithParam<engine_under_test> {
 protected:
     const server_description& server = server_under_test();
-    std::shared_ptr<connection_pool> pool = std::make_shared<connection_pool>();
+    std::shared_ptr<impl::connection_pool_interface> pool = GetParam().make_pool({});
 
-    std::shared_ptr<connection_pool> pool_trusting(const std::string& ca_file) const {
-        return std::make_shared<connection_pool>(connection_pool_options{ca_file, 32});
+    std::shared_ptr<impl::connection_pool_interface> pool_trusting(
+        const std::string& ca_file) const {
+        return GetParam().make_pool({ca_file, 32});
     }
 
-    std::unique_ptr<rest_interface> client(rest_helper_settings settings,
-                                           std::shared_ptr<connection_pool> with_pool = nullptr) {
+    std::unique_ptr<rest_interface> client(
+        rest_helper_settings settings,
+        const std::shared_ptr<impl::connection_pool_interface>& with_pool = nullptr) {
         return std::make_unique<impl::rest_impl>(std::move(settings),
-                                                 GetParam().make(with_pool ? with_pool : pool));
+                                                 (with_pool ? with_pool : pool)->make_engine());
     }
 
     // How many requests whose target held `marker` reached the server.
@@ -391,12 +393,11 @@ TEST_P(engine_conformance, sends_nothing_to_a_server_whose_certificate_it_cannot
     struct refusal_case {
         std::string name;
         std::uint16_t port;
-        std::shared_ptr<connection_pool> pool;
+        std::shared_ptr<impl::connection_pool_interface> pool;
         std::string details;
     };
     const std::vector<refusal_case> cases = {
-        {"system trust store only", server.tls_port, std::make_shared<connection_pool>(),
-         "certificate"},
+        {"system trust store only", server.tls_port, GetParam().make_pool({}), "certificate"},
         {"a CA bundle that does not hold the server's CA", server.tls_port,
          pool_trusting(server.other_host_ca_file), "certificate"},
         {"a certificate for another host", server.other_host_port,
@@ -435,7 +436,7 @@ TEST_P(engine_conformance, a_ca_bundle_without_certificates_is_refused) {
                                    "-----END CERTIFICATE-----\n";
     for (const auto& path : {empty_file, damaged_file, (directory / "missing.pem").string()}) {
         EXPECT_THAT(failure_text<std::invalid_argument>([&] {
-                        connection_pool refused({path, 32});
+                        GetParam().make_pool({path, 32});
                     }),
                     HasSubstr(path));
     }

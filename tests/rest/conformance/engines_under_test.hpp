@@ -6,16 +6,17 @@
 #include <string>
 #include <vector>
 
-#include "rest/connection_pool.hpp"
-#include "rest/http_engine_interface.hpp"
+#include "rest/impl/connection_pool_interface.hpp"
 #include "tests/rest/conformance/server_description.hpp"
 
 namespace zentrova::monitoring_modules::rest::testing {
 
-// One HTTP engine the conformance suite runs against.
+// One HTTP engine the conformance suite runs against, and how to make its connection pools.
 struct engine_under_test {
     std::string name;
-    std::function<std::unique_ptr<http_engine_interface>(std::shared_ptr<connection_pool>)> make;
+    std::function<std::shared_ptr<impl::connection_pool_interface>(
+        const impl::connection_pool_options&)>
+        make_pool;
 };
 
 inline std::ostream& operator<<(std::ostream& out, const engine_under_test& engine) {

@@ -6,7 +6,6 @@
 #include <memory>
 #include <utility>
 
-#include "rest/impl/curl_engine.hpp"
 #include "tests/rest/conformance/conformance_server.hpp"
 #include "tests/rest/conformance/engines_under_test.hpp"
 
@@ -41,10 +40,7 @@ private:
 }  // namespace
 
 std::vector<engine_under_test> engines_under_test() {
-    return {{"libcurl", [](std::shared_ptr<connection_pool> pool) {
-                 return std::unique_ptr<http_engine_interface>(
-                     std::make_unique<impl::curl_engine>(std::move(pool)));
-             }}};
+    return {{"libcurl", impl::make_connection_pool}};
 }
 
 const server_description& server_under_test() {

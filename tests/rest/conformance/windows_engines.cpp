@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "rest/impl/winhttp_engine.hpp"
 #include "tests/rest/conformance/engines_under_test.hpp"
 
 namespace zentrova::monitoring_modules::rest::testing {
@@ -34,10 +33,7 @@ server_description read_description() {
 }  // namespace
 
 std::vector<engine_under_test> engines_under_test() {
-    return {{"WinHTTP", [](std::shared_ptr<connection_pool> pool) {
-                 return std::unique_ptr<http_engine_interface>(
-                     std::make_unique<impl::winhttp_engine>(std::move(pool)));
-             }}};
+    return {{"WinHTTP", impl::make_connection_pool}};
 }
 
 const server_description& server_under_test() {

@@ -1,0 +1,83 @@
+#include "rest/impl/endpoint_configuration.hpp"
+
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+
+#include "rest/exceptions.hpp"
+#include "rest/impl/parsed_url.hpp"
+
+namespace zentrova::monitoring_modules::rest::impl {
+
+namespace {
+
+// An endpoint root must name an http or https host and nothing that cannot be extended by a
+// path; otherwise every request of every sensor would fail later and less clearly.
+void check_endpoint(const std::string& variable, const std::string& value) {
+    const std::string expected =
+        variable + " must be an http or https URL with a host, such as https://host:port";
+    parsed_url url;
+    try {
+        url = parse_url(value);
+    } catch (const exceptions::invalid_url& error) {
+        throw exceptions::invalid_url(value, expected + " (" + error.details() + ")");
+    } catch (const std::logic_error&) {
+        throw exceptions::invalid_url(value,
+                                      expected + " (the port is not a number of 0 to 65535)");
+    }
+    if (url.scheme != "http" && url.scheme != "https") {
+        throw exceptions::invalid_url(value, expected);
+    }
+    if (!url.user.empty() || !url.query.empty() || !url.fragment.empty() ||
+        value.find_first_of("?#") != std::string::npos) {
+        throw exceptions::invalid_url(
+            value, variable + " must not carry user information, a query or a fragment");
+    }
+}
+
+}  // namespace
+
+endpoint_configuration endpoint_configuration::from_environment() {
+    return from_variables([](const std::string& name) -> std::optional<std::string> {
+        const char* value = std::getenv(name.c_str());
+        if (value == nullptr) {
+            return std::nullopt;
+        }
+        return std::string(value);
+    });
+}
+
+endpoint_configuration endpoint_configuration::from_variables(
+    const std::function<std::optional<std::string>(const std::string&)>& lookup) {
+    const auto read = [&](const char* variable) {
+        auto value = lookup(variable);
+        return value ? std::move(*value) : std::string();
+    };
+    endpoint_configuration configuration;
+
+    if (std::string arm = read(arm_endpoint_variable); !arm.empty()) {
+        check_endpoint(arm_endpoint_variable, arm);
+        if (arm.back() != '/') {
+            arm += '/';
+        }
+        configuration.arm_endpoint = std::move(arm);
+    }
+    if (std::string login = read(login_endpoint_variable); !login.empty()) {
+        check_endpoint(login_endpoint_variable, login);
+        while (login.back() == '/') {
+            login.pop_back();
+        }
+        configuration.login_endpoint = std::move(login);
+    }
+    if (std::string ca_bundle = read(ca_bundle_variable); !ca_bundle.empty()) {
+        if (!std::ifstream(ca_bundle).good()) {
+            throw std::invalid_argument(std::string(ca_bundle_variable) + " names '" + ca_bundle +
+                                        "', which is not a readable file; it must name a PEM file "
+                                        "of CA certificates");
+        }
+        configuration.ca_bundle = std::move(ca_bundle);
+    }
+    return configuration;
+}
+
+}  // namespace zentrova::monitoring_modules::rest::impl

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace zentrova::monitoring_modules::rest::impl {
+
+using header_list = std::vector<std::pair<std::string, std::string>>;
+
+// One HTTP exchange as the engine carries it out. rest_impl has checked it before: the engines
+// send it as it is.
+struct http_exchange {
+    std::string_view method;  // "GET", "HEAD" or "POST"
+    bool tls = true;
+    std::string host;
+    std::uint16_t port = 0;  // never 0
+    std::string target;      // path and query of the request line, blanks and controls encoded
+    header_list headers;     // in sending order, names unique tokens, values without line breaks
+    std::string_view body;
+    std::string user;  // basic authentication login, used when not empty
+    std::string password;
+    std::chrono::milliseconds connect_timeout{30000};
+    std::chrono::milliseconds response_timeout{0};  // 0: no limit
+};
+
+struct http_exchange_result {
+    std::int32_t status_code = 0;
+    std::string reason;
+    header_list headers;  // as received, in order
+    std::string body;
+};
+
+enum class exchange_status {
+    completed,        // a response was read completely, whatever its status code
+    header_refused,   // a header cannot be sent; nothing went out
+    target_refused,   // host or target cannot be put into a request; nothing went out
+    connect_failed,   // no connection: name resolution, refusal, time-out, TLS or certificate
+    transfer_failed,  // connected, but sending or receiving failed or timed out
+};
+
+struct exchange_outcome {
+    exchange_status status = exchange_status::completed;
+    std::string refused_header;  // with header_refused: the header's name
+};
+
+// The HTTP/TLS engine under a REST client: one synchronous exchange at a time, and the text of
+// its last failure. curl_engine (libcurl) and winhttp_engine (WinHTTP) implement it; CMake builds
+// the platform's one. Peer and host-name verification are always on. An engine object belongs to
+// one client and is used by one thread at a time.
+class http_engine_interface {
+public:
+    http_engine_interface() = default;
+    virtual ~http_engine_interface() = default;
+    http_engine_interface(const http_engine_interface&) = delete;
+    http_engine_interface& operator=(const http_engine_interface&) = delete;
+    http_engine_interface(http_engine_interface&&) = delete;
+    http_engine_interface& operator=(http_engine_interface&&) = delete;
+
+    // Sends the request and reads the whole response into `result`. Failures are reported by
+    // the status, with last_error() saying what went wrong.
+    virtual exchange_outcome exchange(const http_exchange& request,
+                                      http_exchange_result& result) = 0;
+
+    virtual const std::string& last_error() const = 0;
+};
+
+}  // namespace zentrova::monitoring_modules::rest::impl

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <tuple>
+
+namespace zentrova::monitoring_modules::rest::impl {
+
+// Bearer tokens, one per token endpoint, client credentials and resource. The module's
+// rest_factory keeps one cache for the whole process and hands it to every Azure AD provider, so
+// that many sensors of one subscription cause one token request per token lifetime. Thread-safe:
+// callers that want the same token wait for a single fetch; callers that want different tokens do
+// not wait for each other. Token age is measured on a steady clock, never the wall clock.
+class token_cache {
+public:
+    using clock_function = std::function<std::chrono::steady_clock::time_point()>;
+
+    // A token is fetched again once fewer than this many seconds of it are left.
+    static constexpr std::chrono::seconds refresh_margin{30};
+
+    // Identifies a token. The secret takes part only as its digest (secret_digest()), which is
+    // all the cache keeps: a wrong secret must not borrow the token of the right one.
+    struct token_request {
+        std::string token_endpoint;
+        std::string client_id;
+        std::string secret_digest;
+        std::string resource;
+    };
+
+    // The digest of a client secret that token_request::secret_digest holds. Callers compute it
+    // once per secret: it is the dearest part of a lookup. Throws std::runtime_error when the
+    // platform's cryptography cannot compute it.
+    static std::string secret_digest(const std::string& secret);
+
+    // What a fetch brings back: the token and how long it is valid from the fetch's start.
+    struct fetched_token {
+        std::string access_token;
+        std::chrono::seconds lifetime{0};
+    };
+
+    explicit token_cache(clock_function now = std::chrono::steady_clock::now);
+
+    // Returns the cached token when at least refresh_margin of it is left, otherwise calls
+    // `fetch` (under this token's lock) and keeps what it returns. A failing fetch keeps nothing
+    // and its exception passes through, so the next call tries again.
+    std::string get(const token_request& request, const std::function<fetched_token()>& fetch);
+
+    // Number of tokens held (expired ones are dropped as new ones arrive).
+    std::size_t size() const;
+
+private:
+    struct entry {
+        std::mutex fetch_mutex;
+        std::string access_token;
+        std::chrono::steady_clock::time_point expires_at{};
+    };
+    // token endpoint, client id, secret digest, resource
+    using key = std::tuple<std::string, std::string, std::string, std::string>;
+
+    std::shared_ptr<entry> find_or_add(key token_key);
+
+    clock_function now_;
+    mutable std::mutex entries_mutex_;
+    std::map<key, std::shared_ptr<entry>> entries_;
+};
+
+}  // namespace zentrova::monitoring_modules::rest::impl

@@ -1,0 +1,294 @@
+#include "rest/impl/winhttp/winhttp_engine.hpp"
+
+// clang-format off
+#include <windows.h>
+#include <winhttp.h>
+// clang-format on
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "rest/impl/base64.hpp"
+#include "rest/impl/header_text.hpp"
+#include "rest/impl/winhttp/winhttp_certificate_check.hpp"
+#include "rest/impl/winhttp/winhttp_connection_pool.hpp"
+#include "rest/impl/winhttp/winhttp_text.hpp"
+
+namespace zentrova::monitoring_modules::rest::impl {
+
+namespace {
+
+struct handle_closer {
+    void operator()(void* handle) const noexcept { ::WinHttpCloseHandle(handle); }
+};
+using request_handle = std::unique_ptr<void, handle_closer>;
+
+// A time-out for WinHttpSetTimeouts: its "no limit" is -1.
+int timeout_value(std::chrono::milliseconds timeout) {
+    if (timeout.count() <= 0) {
+        return -1;
+    }
+    return static_cast<int>(std::min<std::chrono::milliseconds::rep>(timeout.count(), INT_MAX));
+}
+
+// One header as WinHttpAddRequestHeaders takes it.
+std::wstring header_line(const std::string& name, const std::string& value) {
+    std::wstring line = widen(name);
+    line += L": ";
+    line += widen(value);
+    return line;
+}
+
+// "HTTP/1.1 418 I'm a teapot": the reason phrase after the status code.
+std::string reason_of(std::string_view status_line) {
+    const auto code_start = status_line.find(' ');
+    if (code_start == std::string_view::npos) {
+        return {};
+    }
+    const auto reason_start = status_line.find(' ', code_start + 1);
+    if (reason_start == std::string_view::npos) {
+        return {};
+    }
+    return std::string(trim_blanks(status_line.substr(reason_start + 1)));
+}
+
+// The status line and header fields of the answer, as received (WinHTTP has already joined
+// folded lines).
+void read_headers(HINTERNET request, http_exchange_result& result) {
+    DWORD size = 0;
+    ::WinHttpQueryHeaders(request, WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX,
+                          WINHTTP_NO_OUTPUT_BUFFER, &size, WINHTTP_NO_HEADER_INDEX);
+    std::wstring raw(size / sizeof(wchar_t) + 1, L'\0');
+    if (!::WinHttpQueryHeaders(request, WINHTTP_QUERY_RAW_HEADERS_CRLF,
+                               WINHTTP_HEADER_NAME_BY_INDEX, raw.data(), &size,
+                               WINHTTP_NO_HEADER_INDEX)) {
+        return;
+    }
+    raw.resize(size / sizeof(wchar_t));
+    const std::string text = narrow(raw);
+    std::string_view rest = text;
+    bool status_line = true;
+    while (!rest.empty()) {
+        const auto end = rest.find("\r\n");
+        const std::string_view line = rest.substr(0, end);
+        rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 2);
+        if (line.empty()) {
+            continue;
+        }
+        if (status_line) {
+            result.reason = reason_of(line);
+            status_line = false;
+        } else if ((line.front() == ' ' || line.front() == '\t') && !result.headers.empty()) {
+            auto& value = result.headers.back().second;
+            value += ' ';
+            value += trim_blanks(line);
+        } else if (const auto colon = line.find(':'); colon != std::string_view::npos) {
+            result.headers.emplace_back(std::string(line.substr(0, colon)),
+                                        std::string(trim_blanks(line.substr(colon + 1))));
+        }
+    }
+}
+
+bool read_body(HINTERNET request, std::string& body) {
+    std::array<char, 16384> buffer{};
+    for (;;) {
+        DWORD read = 0;
+        if (!::WinHttpReadData(request, buffer.data(), static_cast<DWORD>(buffer.size()), &read)) {
+            return false;
+        }
+        if (read == 0) {
+            return true;
+        }
+        body.append(buffer.data(), read);
+    }
+}
+
+// The Content-Length the server announced, when it announced one that can be read.
+std::optional<std::size_t> declared_length(const header_list& headers) {
+    for (const auto& [name, value] : headers) {
+        if (same_header_name(name, "Content-Length")) {
+            try {
+                std::size_t used = 0;
+                const auto length = std::stoull(value, &used);
+                if (used == value.size()) {
+                    return static_cast<std::size_t>(length);
+                }
+            } catch (const std::exception&) {
+                return std::nullopt;
+            }
+            return std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+bool has_header(const header_list& headers, std::string_view name) {
+    return std::any_of(headers.begin(), headers.end(),
+                       [&](const auto& header) { return same_header_name(header.first, name); });
+}
+
+}  // namespace
+
+winhttp_engine::winhttp_engine(std::shared_ptr<winhttp_connection_pool> pool)
+    : pool_(std::move(pool)) {}
+
+exchange_outcome winhttp_engine::exchange(const http_exchange& request,
+                                          http_exchange_result& result) {
+    last_error_.clear();
+    const std::string origin = request.host + ":" + std::to_string(request.port);
+    if (request.tls && !pool_->origin_checked(origin)) {
+        // The engine checks the certificate itself when a request is about to go out (with a CA
+        // bundle WinHTTP lets unknown CAs through; and a WinHTTP may hand a request a connection
+        // that another session accepted under other rules). Cancelling there can come too late
+        // to hold the request back, so before the caller's first request to a server, a request
+        // that carries nothing of the caller's (HEAD /) goes first: a server that fails the
+        // check never sees a byte of what the caller sends.
+        http_exchange probe;
+        probe.method = "HEAD";
+        probe.tls = true;
+        probe.host = request.host;
+        probe.port = request.port;
+        probe.target = "/";
+        probe.connect_timeout = request.connect_timeout;
+        probe.response_timeout = request.response_timeout;
+        http_exchange_result ignored;
+        const exchange_outcome probed = send(probe, ignored);
+        if (probed.status == exchange_status::connect_failed) {
+            return probed;
+        }
+        pool_->remember_origin_checked(origin, true);
+        last_error_.clear();
+    }
+    const exchange_outcome outcome = send(request, result);
+    if (outcome.status == exchange_status::connect_failed && request.tls) {
+        pool_->remember_origin_checked(origin, false);
+    }
+    return outcome;
+}
+
+exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchange_result& result) {
+    const std::string where = request.host + " port " + std::to_string(request.port);
+    HINTERNET server = pool_->server(request.host, request.port, last_error_);
+    if (server == nullptr) {
+        return {exchange_status::target_refused, {}};
+    }
+    // The target goes out exactly as given: it is already encoded.
+    const DWORD open_flags = (request.tls ? WINHTTP_FLAG_SECURE : 0U) |
+                             WINHTTP_FLAG_ESCAPE_DISABLE | WINHTTP_FLAG_ESCAPE_DISABLE_QUERY;
+    request_handle handle(::WinHttpOpenRequest(
+        server, widen(request.method).c_str(), widen(request.target).c_str(), nullptr,
+        WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES, open_flags));
+    if (!handle) {
+        last_error_ = "WinHTTP refuses the request for '" + request.target +
+                      "': " + windows_error_text(::GetLastError());
+        return {exchange_status::target_refused, {}};
+    }
+    HINTERNET raw = handle.get();
+
+    // Only what the caller asks for: no cookie store, no redirects followed, no authentication
+    // answered on the caller's behalf.
+    DWORD features =
+        WINHTTP_DISABLE_COOKIES | WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION;
+    ::WinHttpSetOption(raw, WINHTTP_OPTION_DISABLE_FEATURE, &features, sizeof(features));
+    const int connect_timeout = timeout_value(request.connect_timeout);
+    const int response_timeout = timeout_value(request.response_timeout);
+    ::WinHttpSetTimeouts(raw, connect_timeout, connect_timeout, response_timeout, response_timeout);
+    // The wait for the status line has a limit of its own, which WinHttpSetTimeouts leaves alone
+    // (90 s by default on Windows, none under Wine); a server that accepts and never answers
+    // must fail within the response time-out too.
+    auto response_wait = static_cast<DWORD>(response_timeout);  // -1: INFINITE
+    ::WinHttpSetOption(raw, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response_wait,
+                       sizeof(response_wait));
+    winhttp_certificate_check check(*pool_, request.host, request.tls);
+    if (!check.attach(raw, last_error_)) {
+        return {exchange_status::connect_failed, {}};
+    }
+
+    for (const auto& [name, value] : request.headers) {
+        const std::wstring line = header_line(name, value);
+        if (!::WinHttpAddRequestHeaders(raw, line.c_str(), static_cast<DWORD>(line.size()),
+                                        WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_REPLACE)) {
+            last_error_ = "WinHTTP refuses the header: " + windows_error_text(::GetLastError());
+            return {exchange_status::header_refused, name};
+        }
+    }
+    if (!request.user.empty() && !has_header(request.headers, "Authorization")) {
+        // Basic authentication goes out with the first request, as the URL asks, instead of
+        // waiting for the server's challenge.
+        const std::wstring line = header_line(
+            "Authorization", "Basic " + base64_encode(request.user + ":" + request.password));
+        ::WinHttpAddRequestHeaders(raw, line.c_str(), static_cast<DWORD>(line.size()),
+                                   WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_REPLACE);
+    }
+
+    void* body =
+        request.body.empty() ? WINHTTP_NO_REQUEST_DATA : const_cast<char*>(request.body.data());
+    const auto body_size = static_cast<DWORD>(request.body.size());
+    const BOOL sent =
+        ::WinHttpSendRequest(raw, WINHTTP_NO_ADDITIONAL_HEADERS, 0, body, body_size, body_size,
+                             static_cast<DWORD_PTR>(check.context_value()));
+    const DWORD send_error = sent ? 0U : ::GetLastError();
+    if (check.closed_request()) {
+        static_cast<void>(handle.release());  // the callback closed it already
+    }
+    if (check.refused()) {
+        last_error_ =
+            "the server's certificate for " + request.host + " is refused: " + check.refusal();
+        return {exchange_status::connect_failed, {}};
+    }
+    const auto failure = [&](DWORD code) -> exchange_outcome {
+        if (winhttp_certificate_check::is_secure_failure(code)) {
+            last_error_ =
+                check.handshake_failure() + " (" + windows_error_text(code) + ") at " + where;
+            return {exchange_status::connect_failed, {}};
+        }
+        if (code == ERROR_WINHTTP_TIMEOUT || code == WSAETIMEDOUT) {
+            last_error_ = "the server did not answer in time: timed out (" +
+                          windows_error_text(code) + ") at " + where;
+        } else {
+            last_error_ = windows_error_text(code) + " at " + where;
+        }
+        if (!check.request_started()) {
+            return {exchange_status::connect_failed, {}};
+        }
+        return {exchange_status::transfer_failed, {}};
+    };
+    if (!sent) {
+        return failure(send_error);
+    }
+    if (!::WinHttpReceiveResponse(raw, nullptr)) {
+        return failure(::GetLastError());
+    }
+
+    result.headers.clear();
+    result.reason.clear();
+    result.body.clear();
+    DWORD status = 0;
+    DWORD status_size = sizeof(status);
+    if (!::WinHttpQueryHeaders(raw, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                               WINHTTP_HEADER_NAME_BY_INDEX, &status, &status_size,
+                               WINHTTP_NO_HEADER_INDEX)) {
+        return failure(::GetLastError());
+    }
+    result.status_code = static_cast<std::int32_t>(status);
+    read_headers(raw, result);
+    if (!read_body(raw, result.body)) {
+        return failure(::GetLastError());
+    }
+    // Some WinHTTP versions report a connection closed in the middle of the body as its end.
+    if (const auto expected = declared_length(result.headers);
+        request.method != "HEAD" && expected && result.body.size() < *expected) {
+        last_error_ = "the connection closed after " + std::to_string(result.body.size()) +
+                      " of the " + std::to_string(*expected) + " bytes of the body at " + where;
+        return {exchange_status::transfer_failed, {}};
+    }
+    return {};
+}
+
+}  // namespace zentrova::monitoring_modules::rest::impl
