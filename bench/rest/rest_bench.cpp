@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
+#include "bench/rest/test_https_server.hpp"
 #include "rest/http_engine_interface.hpp"
 #include "rest/http_runtime.hpp"
 #include "rest/impl/rest_impl.hpp"
 #include "rest/rest_factory.hpp"
-#include "tests/rest/test_https_server.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
 
