@@ -532,19 +532,5 @@ TEST(SubscriptionCostSensor, KeptBaseUrlPointsTheSensorAtAnotherRoot) {
     }
 }
 
-TEST(SubscriptionCostSensor, FailedRequestsEndTheCheckWithTheirMessage) {
-    azure_harness harness;
-    const auto settings = cost_sensor(harness, {{"show_budgets", "enabled"}});
-    ASSERT_EQ(harness.create(1, settings).code, 0);
-    harness.emulator().set_faults_json(R"({"route": "budgets", "status": 403})");
-    const auto checked = harness.check(1, settings);
-    EXPECT_EQ(checked.response_code, 3);
-    EXPECT_EQ(
-        checked.message,
-        "#:error.request_failed[Request failed: HTTP request was not successful: 403: Forbidden]");
-    EXPECT_THAT(checked.values, IsEmpty());
-    EXPECT_THAT(harness.sensor_log(1), HasSubstr("Budget response: {\"error\":"));
-}
-
 }  // namespace
 }  // namespace zentrova::monitoring_modules::testing
