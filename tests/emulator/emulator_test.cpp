@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <cctype>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -98,19 +97,6 @@ public:
 private:
     std::unique_ptr<rest::rest_interface> rest_;
 };
-
-std::string header(const rest::response& answer, std::string name) {
-    for (const auto& [key, value] : answer.headers) {
-        if (key.size() == name.size() &&
-            std::equal(key.begin(), key.end(), name.begin(), [](char a, char b) {
-                return std::tolower(static_cast<unsigned char>(a)) ==
-                       std::tolower(static_cast<unsigned char>(b));
-            })) {
-            return value;
-        }
-    }
-    return "";
-}
 
 std::string error_code(const rest::response& answer) {
     return json::parse(answer.body)["error"]["code"].as<std::string>();
@@ -275,34 +261,7 @@ TEST_F(EmulatorRoutes, V2TokenAndOpenIdMetadataServeSdkClients) {
     EXPECT_EQ(json::parse(bad_scope.body)["error"].as<std::string>(), "invalid_scope");
 }
 
-TEST_F(EmulatorRoutes, TokenFailuresAnswerWithAzureAdErrorBodies) {
-    struct failure {
-        std::string tenant;
-        std::string secret;
-        std::string application;
-        int status;
-        const char* error;
-        int code;
-    };
-    const std::vector<failure> cases{
-        {"00000000-0000-0000-0000-000000000000", client_secret, client_id, 400, "invalid_request",
-         90002},
-        {tenant_id, client_secret, "someone-else", 400, "unauthorized_client", 700016},
-        {tenant_id, "not-the-secret", client_id, 401, "invalid_client", 7000215},
-    };
-    for (const auto& c : cases) {
-        const auto answer = azure.token(emu.login_url(), c.tenant, c.secret, c.application);
-        EXPECT_EQ(answer.status_code, c.status) << c.error;
-        const json body = json::parse(answer.body);
-        EXPECT_EQ(body["error"].as<std::string>(), c.error);
-        EXPECT_EQ(body["error_codes"][0].as<int>(), c.code);
-        EXPECT_THAT(body["error_description"].as<std::string>(),
-                    StartsWith("AADSTS" + std::to_string(c.code) + ": "));
-    }
-    EXPECT_EQ(azure.token("https://elsewhere.example").status_code, 400);
-}
-
-TEST_F(EmulatorRoutes, ResourceManagerChecksTokensSubscriptionsAndApiVersions) {
+TEST_F(EmulatorRoutes, ResourceManagerChecksTokensAndApiVersions) {
     azure_emulator other;
     client elsewhere(other);
     const std::string foreign = elsewhere.access_token(other.login_url());
@@ -320,7 +279,8 @@ TEST_F(EmulatorRoutes, ResourceManagerChecksTokensSubscriptionsAndApiVersions) {
         const auto answer = azure.get(locations, token_text);
         EXPECT_EQ(answer.status_code, 401);
         EXPECT_EQ(error_code(answer), code);
-        EXPECT_THAT(header(answer, "WWW-Authenticate"), StartsWith("Bearer authorization_uri="));
+        EXPECT_THAT(rest::get_header(answer, "WWW-Authenticate"),
+                    StartsWith("Bearer authorization_uri="));
     }
     const auto late =
         narrow_client.get("subscriptions/s1/locations?api-version=2020-01-01", expired);
@@ -341,21 +301,7 @@ TEST_F(EmulatorRoutes, ResourceManagerChecksTokensSubscriptionsAndApiVersions) {
     const auto unknown =
         azure.get(subscription + "/providers/Microsoft.Web/sites?api-version=1", token);
     EXPECT_EQ(unknown.status_code, 404);
-    EXPECT_EQ(header(unknown, "Content-Type"), "application/json; charset=utf-8");
-}
-
-TEST_F(EmulatorRoutes, SubscriptionsOutsideTheApplicationsReachAreForbidden) {
-    azure_emulator restricted(with_scenario(R"({
-        "tenants": [{"id": "t", "applications": [
-            {"client_id": "narrow", "client_secret": "s", "subscriptions": ["s1"]}]}],
-        "subscriptions": [{"id": "s1"}, {"id": "s2"}]})"));
-    client c(restricted);
-    const auto issued = c.token(restricted.login_url(), "t", "s", "narrow");
-    const std::string allowed = json::parse(issued.body)["access_token"].as<std::string>();
-    EXPECT_EQ(c.get("subscriptions/s1/locations?api-version=2020-01-01", allowed).status_code, 200);
-    const auto forbidden = c.get("subscriptions/s2/locations?api-version=2020-01-01", allowed);
-    EXPECT_EQ(forbidden.status_code, 403);
-    EXPECT_EQ(error_code(forbidden), "AuthorizationFailed");
+    EXPECT_EQ(rest::get_header(unknown, "Content-Type"), "application/json; charset=utf-8");
 }
 
 TEST_F(EmulatorRoutes, ControlEndpointSetsListsAndClearsFaults) {

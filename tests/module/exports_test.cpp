@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <functional>
 #include <jsoncons/json.hpp>
+#include <map>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -72,132 +73,114 @@ private:
     std::unique_ptr<host::module_library> module_;
 };
 
-// Where a row's call finds the module.
+// Where a row's calls find the module.
 enum class module_state {
     loaded,       // never initialised
     initialised,  // initialised, with sensor 1 made
     cleaned_up,   // initialised, sensor 1 made, cleaned up
 };
 
+// One row: calls such as "destroy 1; check 1", where every call before the last must succeed
+// and the last must answer `code`. Create, check and meta scan pass `settings`, or a working
+// buffer of the first sensor (meta scan) kind when it is empty; "raw-create" and "raw-check"
+// pass no buffer at all when `settings` is empty, and otherwise only its first three bytes.
 struct export_case {
     std::string name;
     module_state state;
-    std::function<int(host::module_library&)> call;
+    std::string calls;
     int code;
     std::string logged;  // a line part the runtime log must hold; empty: nothing asked
+    std::string settings{};
 };
 
 std::ostream& operator<<(std::ostream& out, const export_case& row) {
     return out << row.name;
 }
 
-// The five forwarding exports in a state where each answers `code`.
-std::vector<export_case> forwarding(const char* prefix, module_state state, int code) {
-    const auto name = [prefix](const char* export_name) {
-        return std::string(prefix) + export_name;
+int call(host::module_library& module, const std::string& verb, int id,
+         const std::string& settings) {
+    const std::string sensor = settings.empty() ? sensor_settings() : settings;
+    const auto& exports = module.exports();
+    const char* raw = settings.empty() ? nullptr : settings.data();
+    const auto raw_size = static_cast<unsigned>(settings.empty() ? 0 : 3);
+    const std::map<std::string, std::function<int()>> calls = {
+        {"init", [&] { return module.initialize(); }},
+        {"cleanup", [&] { return module.cleanup(); }},
+        {"api", [&] { return module.api_level(); }},
+        {"create", [&] { return module.create_sensor(id, sensor); }},
+        {"check", [&] { return module.check(id, sensor); }},
+        {"meta",
+         [&] { return module.meta_scan(id, 1, settings.empty() ? scan_settings() : settings); }},
+        {"scan", [&] { return module.sensor_scan(id); }},
+        {"destroy", [&] { return module.destroy_sensor(id); }},
+        {"raw-create", [&] { return exports.create_sensor_instance(id, raw, raw_size); }},
+        {"raw-check", [&] { return exports.execute_check(id, raw, raw_size); }},
     };
-    return {
-        {name("Create"), state,
-         [](host::module_library& m) { return m.create_sensor(1, sensor_settings()); }, code, ""},
-        {name("Check"), state,
-         [](host::module_library& m) { return m.check(1, sensor_settings()); }, code, ""},
-        {name("MetaScan"), state,
-         [](host::module_library& m) { return m.meta_scan(1, 1, scan_settings()); }, code, ""},
-        {name("SensorScan"), state, [](host::module_library& m) { return m.sensor_scan(1); }, code,
-         ""},
-        {name("Destroy"), state, [](host::module_library& m) { return m.destroy_sensor(1); }, code,
-         ""},
-        {name("ApiLevel"), state, [](host::module_library& m) { return m.api_level(); }, 5, ""},
-    };
+    const auto found = calls.find(verb);
+    if (found != calls.end()) {
+        return found->second();
+    }
+    ADD_FAILURE() << "no call " << verb;
+    return -1;
 }
 
 std::vector<export_case> export_cases() {
-    using m = host::module_library;
-    auto rows = forwarding("BeforeInit", module_state::loaded, not_initialised);
-    for (auto& row : forwarding("AfterCleanup", module_state::cleaned_up, not_initialised)) {
-        rows.push_back(row);
+    const auto loaded = module_state::loaded;
+    const auto up = module_state::initialised;
+    const auto down = module_state::cleaned_up;
+    std::vector<export_case> rows;
+    for (const auto& [prefix, state] :
+         {std::pair{"BeforeInit", loaded}, std::pair{"AfterCleanup", down}}) {
+        const std::string p = prefix;
+        for (const char* verb : {"create", "check", "meta", "scan", "destroy"}) {
+            rows.push_back({p + "_" + verb, state, std::string(verb) + " 1", not_initialised, ""});
+        }
+        rows.push_back({p + "_api", state, "api 0", 5, ""});
     }
-    const auto initialised = module_state::initialised;
     const std::vector<export_case> others = {
-        {"CleanupAgain", module_state::cleaned_up, [](m& x) { return x.cleanup(); }, 0, ""},
-        {"InitializeAfterCleanup", module_state::cleaned_up, [](m& x) { return x.initialize(); }, 0,
-         ""},
-        {"CheckAfterReinitialisation", module_state::cleaned_up,
-         [](m& x) { return x.initialize() == 0 ? x.check(1, sensor_settings()) : -1; }, not_found,
+        {"CleanupAgain", down, "cleanup 0", 0, ""},
+        {"CheckAfterReinitialisation", down, "init 0; check 1", not_found,
          "Cannot check sensor 1: no sensor has this id; create it with CreateSensorInstance first"},
-        {"InitializeTwice", initialised, [](m& x) { return x.initialize(); }, 1,
+        {"InitializeTwice", up, "init 0", 1,
          "InitializeModule called on already initialized module."},
-        {"SensorScanKnownId", initialised, [](m& x) { return x.sensor_scan(1); }, 0, ""},
-        {"SensorScanUnknownId", initialised, [](m& x) { return x.sensor_scan(INT_MIN); }, not_found,
+        {"ScanKnownId", up, "scan 1", 0, ""},
+        {"ScanUnknownId", up, "scan -2147483648", not_found,
          "Cannot scan sensor -2147483648: no sensor has this id"},
-        {"CheckUnknownId", initialised, [](m& x) { return x.check(77, sensor_settings()); },
-         not_found,
-         "Cannot check sensor 77: no sensor has this id; create it with CreateSensorInstance "
-         "first"},
-        {"DestroyUnknownId", initialised, [](m& x) { return x.destroy_sensor(-1); }, not_found,
+        {"CheckUnknownId", up, "check 77", not_found,
+         "Cannot check sensor 77: no sensor has this id"},
+        {"DestroyUnknownId", up, "destroy -1", not_found,
          "Cannot destroy sensor -1: no sensor has this id"},
-        {"DestroyTwice", initialised,
-         [](m& x) { return x.destroy_sensor(1) == 0 ? x.destroy_sensor(1) : -1; }, not_found, ""},
-        {"CheckDestroyed", initialised,
-         [](m& x) { return x.destroy_sensor(1) == 0 ? x.check(1, sensor_settings()) : -1; },
-         not_found, ""},
+        {"DestroyTwice", up, "destroy 1; destroy 1", not_found, ""},
+        {"CheckDestroyed", up, "destroy 1; check 1", not_found, ""},
         // Extreme ids are ids like any other.
-        {"IntMaxIsAnId", initialised,
-         [](m& x) {
-             return x.create_sensor(INT_MAX, sensor_settings()) == 0 ? x.destroy_sensor(INT_MAX)
-                                                                     : -1;
-         },
-         0, ""},
-        {"IntMinIsAnId", initialised,
-         [](m& x) {
-             return x.create_sensor(INT_MIN, sensor_settings()) == 0 ? x.sensor_scan(INT_MIN) : -1;
-         },
-         0, ""},
-        {"CreateNullBuffer", initialised,
-         [](m& x) { return x.exports().create_sensor_instance(1, nullptr, 0); }, unreadable,
-         "CreateSensorInstance failed: The settings buffer cannot be read: the host passed a "
-         "null pointer"},
-        {"CheckNullBuffer", initialised,
-         [](m& x) { return x.exports().execute_check(1, nullptr, 0); }, unreadable,
+        {"IntMaxIsAnId", up, "create 2147483647; destroy 2147483647", 0, ""},
+        {"IntMinIsAnId", up, "create -2147483648; scan -2147483648", 0, ""},
+        {"CreateNullBuffer", up, "raw-create 1", unreadable,
+         "CreateSensorInstance failed: The settings buffer cannot be read: the host passed a null "
+         "pointer"},
+        {"CheckNullBuffer", up, "raw-check 1", unreadable,
          "ExecuteCheck failed: The settings buffer cannot be read"},
-        {"CreateNotJson", initialised, [](m& x) { return x.create_sensor(1, "not json at all"); },
-         unreadable, "it is not JSON"},
-        {"CreateCutShortBySize", initialised,
-         [](m& x) {
-             const std::string text = "{\"kind\":\"x\"}";
-             return x.exports().create_sensor_instance(1, text.data(), 3);
-         },
-         unreadable, ""},
-        {"MetaScanNumberForText", initialised,
-         [](m& x) {
-             return x.meta_scan(1, 1,
-                                R"({"kind":"virtual_machine_metascan","settings":{"timeout":60}})");
-         },
-         unreadable, "\"settings\".\"timeout\" must be a text"},
-        {"CreateWithoutKind", initialised,
-         [](m& x) { return x.create_sensor(1, R"({"settings":{}})"); }, unknown_kind,
-         "the settings name no \"kind\""},
-        {"CreateUnknownKind", initialised,
-         [](m& x) { return x.create_sensor(1, R"({"kind":"no_such_kind"})"); }, unknown_kind,
-         "\"no_such_kind\" is not a known kind"},
-        {"CreateWithoutItsSettings", initialised,
-         [](m& x) {
-             return x.create_sensor(
-                 2, settings_buffer::with_credentials("virtual_machine_sensor").to_json());
-         },
-         1, "The following setting was not available"},
+        {"CreateCutShortBySize", up, "raw-create 1", unreadable, "", "{\"kind\":\"x\"}"},
+        {"CreateNotJson", up, "create 1", unreadable, "it is not JSON", "not json at all"},
+        {"MetaScanNumberForText", up, "meta 1", unreadable,
+         "\"settings\".\"timeout\" must be a text",
+         R"({"kind":"virtual_machine_metascan","settings":{"timeout":60}})"},
+        {"CreateWithoutKind", up, "create 1", unknown_kind, "the settings name no \"kind\"",
+         R"({"settings":{}})"},
+        {"CreateUnknownKind", up, "create 1", unknown_kind, "\"no_such_kind\" is not a known kind",
+         R"({"kind":"no_such_kind"})"},
+        {"CreateWithoutItsSettings", up, "create 2", 1, "The following setting was not available",
+         settings_buffer::with_credentials("virtual_machine_sensor").to_json()},
     };
     rows.insert(rows.end(), others.begin(), others.end());
     // Kinds asked for in the wrong role are refused by name.
-    for (const auto& kind : sensor_kinds()) {
-        rows.push_back({"MetaScanOf_" + kind.name, initialised,
-                        [kind](m& x) { return x.meta_scan(1, 1, settings_of(kind)); }, unknown_kind,
-                        "\"" + kind.name + "\" is a sensor, not a meta scan"});
-    }
-    for (const auto& kind : metascan_kinds()) {
-        rows.push_back({"CreateOf_" + kind.name, initialised,
-                        [kind](m& x) { return x.create_sensor(2, settings_of(kind)); },
-                        unknown_kind, "\"" + kind.name + "\" is a meta scan, not a sensor"});
+    for (const auto& kind : kinds_under_test()) {
+        rows.push_back({"WrongRole_" + kind.name, up, kind.metascan ? "create 2" : "meta 2",
+                        unknown_kind,
+                        "\"" + kind.name +
+                            (kind.metascan ? "\" is a meta scan, not a sensor"
+                                           : "\" is a sensor, not a meta scan"),
+                        settings_of(kind)});
     }
     return rows;
 }
@@ -219,7 +202,15 @@ TEST_P(ModuleExports, AnswerByTheModulesState) {
     }
     module.take_messages();
 
-    EXPECT_EQ(row.call(module), row.code) << fixture.runtime_log();
+    std::istringstream calls(row.calls);
+    for (std::string step; std::getline(calls, step, ';');) {
+        std::istringstream words(step);
+        std::string verb;
+        int id = 0;
+        words >> verb >> id;
+        const int code = call(module, verb, id, row.settings);
+        EXPECT_EQ(code, calls.eof() ? row.code : 0) << step << "\n" << fixture.runtime_log();
+    }
     if (row.code != 0) {
         // A refusal says so in its code and its log line alone.
         EXPECT_THAT(module.take_messages(), IsEmpty());

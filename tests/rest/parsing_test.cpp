@@ -119,26 +119,6 @@ TEST(url_rebuilding, writes_the_chosen_parts) {
     }
 }
 
-TEST(exception_texts, append_details_only_when_there_are_some) {
-    namespace ex = rest::exceptions;
-    const std::vector<std::pair<std::string, std::string>> without_details = {
-        {ex::add_header_failed("X-Name").what(), "Adding header 'X-Name' failed"},
-        {ex::authentication_failed().what(), "Authentication failed"},
-        {ex::connection_failed().what(), "Connection failed"},
-        {ex::cookie_not_found("sid").what(), "Cookie 'sid' not found"},
-        {ex::header_not_found("Content-Type").what(), "Header 'Content-Type' not found"},
-        {ex::invalid_method().what(), "Invalid Request method"},
-        {ex::invalid_url("a b").what(), "Url 'a b' cannot be parsed"},
-        {ex::multiple_authentication_methods().what(), "Multiple authentication methods specified"},
-        {ex::request_failed().what(), "Request failed"},
-    };
-    for (const auto& [actual, expected] : without_details) {
-        EXPECT_EQ(actual, expected);
-    }
-    const std::exception& with_details = ex::add_header_failed("X-Name", "bad");
-    EXPECT_STREQ(with_details.what(), "Adding header 'X-Name' failed: bad");
-}
-
 TEST(header_lookup, compares_names_exactly) {
     rest::response answer;
     answer.headers = {{"Content-Type", "application/json"}, {"x-ms-request-id", "42"}};

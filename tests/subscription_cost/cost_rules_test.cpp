@@ -15,7 +15,6 @@
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
 
-using settings::most_expensive_service_grouping;
 
 TEST(FillTemplate, ReplacesEveryOccurrenceLeftToRightWithoutRescanningInsertedText) {
     struct example {
@@ -122,21 +121,6 @@ TEST(MostExpensive, TheFirstKeyWinsAmongEqualCostsAndMinusOneNeverWins) {
         const cost_leader best = most_expensive(e.costs);
         EXPECT_EQ(best.name, e.name) << e.what;
         EXPECT_DOUBLE_EQ(best.cost, e.cost) << e.what;
-    }
-}
-
-TEST(DimensionFor, EachGroupingHasItsDimensionAndOthersFail) {
-    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourcegroupname),
-              "ResourceGroupName");
-    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourcetype), "ResourceType");
-    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourceid), "ResourceId");
-    EXPECT_EQ(dimension_for(most_expensive_service_grouping::resourcelocation), "ResourceLocation");
-    EXPECT_EQ(dimension_for(most_expensive_service_grouping::servicename), "ServiceName");
-    try {
-        dimension_for(static_cast<most_expensive_service_grouping>(5));
-        FAIL() << "a grouping outside the options has a dimension";
-    } catch (const std::out_of_range& e) {
-        EXPECT_STREQ(e.what(), "invalid map<K, T> key");
     }
 }
 
