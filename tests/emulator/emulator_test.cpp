@@ -1,7 +1,7 @@
 // What the other suites rely on in the emulator but cannot see through the module: scenario
 // errors, the command's environment lines and exit codes, the v2 token and OpenID routes that
 // SDK clients use, the bearer and api-version checks of Resource Manager, the fault control
-// endpoint, the counters, and a stop that does not sit out a delay. The routes' answers are
+// endpoint and a stop that does not sit out a delay. The routes' answers are
 // checked through the module, by the sensors' suites.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -322,32 +322,6 @@ TEST_F(EmulatorRoutes, ControlEndpointSetsListsAndClearsFaults) {
     EXPECT_EQ(azure.get(locations, token).status_code, 200);
     EXPECT_EQ(azure.post("_emulator/faults/clear", "").status_code, 200);
     EXPECT_TRUE(emu.faults().empty());
-}
-
-TEST_F(EmulatorRoutes, CountersTellConnectionsFromRequestsAndResetClearsThem) {
-    ASSERT_EQ(azure.get(locations, token).status_code, 200);
-    ASSERT_EQ(azure.get(locations, token).status_code, 200);
-    client second(emu);
-    ASSERT_EQ(second.get(locations, token).status_code, 200);
-    emulator_counters counted = emu.counters();
-    EXPECT_EQ(counted.requests_total, 4U);  // with the token request
-    EXPECT_EQ(counted.token_requests, 1U);
-    EXPECT_EQ(counted.requests("locations"), 3U);
-    EXPECT_EQ(counted.connections_accepted, 2U);  // kept alive: one per client
-    EXPECT_EQ(counted.tls_handshakes, 2U);
-
-    // The control endpoint reports the same, and control requests are not counted.
-    const json shown = json::parse(azure.get("_emulator/counters").body);
-    EXPECT_EQ(shown["requests_total"].as<int>(), 4);
-    EXPECT_EQ(shown["requests"]["locations"].as<int>(), 3);
-    EXPECT_EQ(emu.counters().requests_total, 4U);
-
-    ASSERT_EQ(azure.post("_emulator/reset", "").status_code, 200);
-    counted = emu.counters();
-    EXPECT_EQ(counted.requests_total, 0U);
-    EXPECT_EQ(counted.connections_accepted, 0U);
-    EXPECT_TRUE(counted.requests_by_route.empty());
-    EXPECT_TRUE(emu.requests().empty());
 }
 
 TEST_F(EmulatorRoutes, StopClosesOpenConnectionsAndCutsDelaysShort) {

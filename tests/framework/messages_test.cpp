@@ -10,7 +10,6 @@
 #include "framework/messaging/metascan_progress.hpp"
 #include "framework/messaging/module_information_message.hpp"
 #include "framework/messaging/persistent_data.hpp"
-#include "framework/responses/meta_scan_result.hpp"
 #include "framework/responses/sensor_scan_result.hpp"
 #include "framework/utils/exceptions.hpp"
 
@@ -97,20 +96,6 @@ TEST(Messages, DynamicChannelWritesUnsetOptionsAsEmptyText) {
     EXPECT_EQ(bare["options"]["unit"].as<std::string>(), "");
 }
 
-TEST(Messages, MetaScanResultListsRowsWithTheirValues) {
-    responses::meta_scan_result result(5, 2);
-    result.add_entry("vm-1", {{"s.g.name", "vm-1"}, {"s.g.os", "Linux"}});
-    result.add_entry("vm-2", {{"s.g.name", "vm-2"}});
-    const auto json = decode(result);
-    EXPECT_EQ(member_names(json),
-              (std::vector<std::string>{"type", "sensor_id", "scan_id", "response_code", "message",
-                                        "entries"}));
-    ASSERT_EQ(json["entries"].size(), 2U);
-    EXPECT_EQ(json["entries"][0]["display"].as<std::string>(), "vm-1");
-    EXPECT_EQ(json["entries"][0]["values"]["s.g.os"].as<std::string>(), "Linux");
-    EXPECT_EQ(json["entries"][1]["values"].size(), 1U);
-}
-
 TEST(Messages, ModuleInformationEmbedsItsDocumentsAsJsonValues) {
     messaging::module_information_message info(R"({"Revision":7,"MetaData":{}})");
     EXPECT_EQ(decode(info)["languages"].size(), 0U);
@@ -122,13 +107,6 @@ TEST(Messages, ModuleInformationEmbedsItsDocumentsAsJsonValues) {
 
     messaging::module_information_message broken("{not json");
     EXPECT_THROW(broken.serialize(), utils::exceptions::exception);
-}
-
-TEST(I18nMsg, FormsKeysWithAndWithoutArguments) {
-    EXPECT_EQ(i18n::i18n_msg::from_key("error.generic").text(), "#:error.generic");
-    EXPECT_EQ(i18n::i18n_msg::from_key("most-expensive-service", {"rg,1", "10.00", "EUR"}).text(),
-              "#:most-expensive-service[rg,1,10.00,EUR]");
-    EXPECT_EQ(i18n::i18n_msg("plain text").text(), "plain text");
 }
 
 }  // namespace

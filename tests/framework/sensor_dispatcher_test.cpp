@@ -1,6 +1,6 @@
 // The dispatcher's own work that the exports cannot see: channel declarations and stored values
-// sent once, a failure escaping a scan turned into an error result, a meta scan's progress and
-// failure, and the first registration of a name staying.
+// sent once while the host has not applied them yet, a failure escaping a scan turned into a
+// fresh error result, and the first registration of a name staying.
 #include "framework/module/sensor_dispatcher.hpp"
 
 #include <gmock/gmock.h>
@@ -8,7 +8,6 @@
 
 #include <jsoncons/json.hpp>
 
-#include "framework/metascans/metascan_base.hpp"
 #include "framework/sensors/sensor_base.hpp"
 #include "tests/framework/capture.hpp"
 #include "tests/support/settings_buffer.hpp"
@@ -58,34 +57,10 @@ protected:
     }
 };
 
-class probe_scan final : public metascans::metascan_base<probe_settings> {
-public:
-    probe_scan(std::shared_ptr<module::service_container> container, int sensor_id,
-               unsigned scan_id, const settings::sensor_data_wrapper& settings)
-        : metascan_base(std::move(container), sensor_id, scan_id, settings) {}
-
-protected:
-    void scan(responses::meta_scan_result& result) override {
-        progress(50, "half way");
-        result.add_entry("row", {{"s.g.target", settings().target}});
-        if (settings().target == "fail") {
-            throw std::runtime_error("listing failed");
-        }
-    }
-    std::string failure_message(const std::exception_ptr& failure) override {
-        try {
-            std::rethrow_exception(failure);
-        } catch (const std::exception& e) {
-            return std::string("An error occurred.") + e.what();
-        }
-    }
-};
-
 class SensorDispatcherTest : public ::testing::Test {
 protected:
     SensorDispatcherTest() : dispatcher(host.container) {
         dispatcher.register_sensor_kind<probe_sensor>("probe_sensor");
-        dispatcher.register_metascan_kind<probe_scan>("probe_metascan");
     }
 
     static std::string buffer(const std::string& kind, const std::string& target,
@@ -164,22 +139,6 @@ TEST_F(SensorDispatcherTest, AnEscapedFailureBecomesAFreshErrorResult) {
     EXPECT_EQ(sent[1]["message"].as<std::string>(), "#:error.generic");
     EXPECT_EQ(sent[1]["channels"].size(), 0U);
     EXPECT_THAT(host.sensors->all(), HasSubstr("the probe failed"));
-}
-
-TEST_F(SensorDispatcherTest, MetaScanSendsProgressThenRowsOrAFailureWithoutRows) {
-    EXPECT_EQ(dispatcher.execute_meta_scan(8, 1, wrap(buffer("probe_metascan", "t1"))),
-              responses::meta_scan_response_code::success);
-    auto sent = messages();
-    ASSERT_EQ(types(sent), (std::vector<std::string>{"metascan_progress", "meta_scan_result"}));
-    EXPECT_EQ(sent[1]["entries"][0]["values"]["s.g.target"].as<std::string>(), "t1");
-
-    EXPECT_EQ(dispatcher.execute_meta_scan(8, 2, wrap(buffer("probe_metascan", "fail"))),
-              responses::meta_scan_response_code::success);
-    sent = messages();
-    ASSERT_EQ(sent.size(), 2U);
-    EXPECT_EQ(sent[1]["response_code"].as<int>(), 5);
-    EXPECT_EQ(sent[1]["message"].as<std::string>(), "An error occurred.listing failed");
-    EXPECT_EQ(sent[1]["entries"].size(), 0U);
 }
 
 TEST_F(SensorDispatcherTest, FirstRegistrationOfANameStays) {

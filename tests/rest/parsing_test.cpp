@@ -130,17 +130,6 @@ TEST(header_lookup, compares_names_exactly) {
               "Header 'content-type' not found");
 }
 
-TEST(set_cookie_parsing, keeps_name_and_value_and_drops_attributes) {
-    using rest::impl::parse_set_cookie;
-    using pair = std::pair<std::string, std::string>;
-    EXPECT_EQ(parse_set_cookie("a=1"), pair("a", "1"));
-    EXPECT_EQ(parse_set_cookie("sid=abc; Path=/; HttpOnly"), pair("sid", "abc"));
-    EXPECT_EQ(parse_set_cookie("token=x=y; Secure"), pair("token", "x=y"));
-    EXPECT_EQ(parse_set_cookie("empty=; Max-Age=0"), pair("empty", ""));
-    EXPECT_EQ(parse_set_cookie(" spaced = v ;x"), pair("spaced", "v"));
-    EXPECT_EQ(parse_set_cookie("no-pair; Path=/"), pair());
-}
-
 TEST(base64, encodes_and_decodes_utf8_text) {
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"", ""},        {"f", "Zg=="},        {"fo", "Zm8="},         {"foo", "Zm9v"},
