@@ -167,8 +167,8 @@ std::vector<export_case> export_cases() {
          R"({"kind":"virtual_machine_metascan","settings":{"timeout":60}})"},
         {"CreateWithoutKind", up, "create 1", unknown_kind, "the settings name no \"kind\"",
          R"({"settings":{}})"},
-        {"CreateUnknownKind", up, "create 1", unknown_kind, "\"no_such_kind\" is not a known kind",
-         R"({"kind":"no_such_kind"})"},
+        {"CreateUnknownKind", up, "create 1", unknown_kind,
+         "\"no_such_kind\" is not a known kind. Sensor kinds: ", R"({"kind":"no_such_kind"})"},
         {"CreateWithoutItsSettings", up, "create 2", 1, "The following setting was not available",
          settings_buffer::with_credentials("virtual_machine_sensor").to_json()},
     };
