@@ -14,7 +14,7 @@
 #include "rest/impl/connection_pool_interface.hpp"
 #include "rest/impl/http_engine_interface.hpp"
 #include "rest/impl/rest_impl.hpp"
-#include "tests/rest/test_https_server.hpp"
+#include "bench/rest/test_https_server.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
 

@@ -1,13 +1,13 @@
+// The dispatcher's own work that the exports cannot see: channel declarations and stored values
+// sent once while the host has not applied them yet, a failure escaping a scan turned into a
+// fresh error result, and the first registration of a name staying.
 #include "framework/module/sensor_dispatcher.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <jsoncons/json.hpp>
-#include <thread>
 
-#include "framework/metascans/metascan_base.hpp"
 #include "framework/sensors/sensor_base.hpp"
 #include "tests/framework/capture.hpp"
 #include "tests/support/settings_buffer.hpp"
@@ -57,34 +57,10 @@ protected:
     }
 };
 
-class probe_scan final : public metascans::metascan_base<probe_settings> {
-public:
-    probe_scan(std::shared_ptr<module::service_container> container, int sensor_id,
-               unsigned scan_id, const settings::sensor_data_wrapper& settings)
-        : metascan_base(std::move(container), sensor_id, scan_id, settings) {}
-
-protected:
-    void scan(responses::meta_scan_result& result) override {
-        progress(50, "half way");
-        result.add_entry("row", {{"s.g.target", settings().target}});
-        if (settings().target == "fail") {
-            throw std::runtime_error("listing failed");
-        }
-    }
-    std::string failure_message(const std::exception_ptr& failure) override {
-        try {
-            std::rethrow_exception(failure);
-        } catch (const std::exception& e) {
-            return std::string("An error occurred.") + e.what();
-        }
-    }
-};
-
 class SensorDispatcherTest : public ::testing::Test {
 protected:
     SensorDispatcherTest() : dispatcher(host.container) {
         dispatcher.register_sensor_kind<probe_sensor>("probe_sensor");
-        dispatcher.register_metascan_kind<probe_scan>("probe_metascan");
     }
 
     static std::string buffer(const std::string& kind, const std::string& target,
@@ -121,33 +97,6 @@ protected:
     test_support::capture_container host;
     module::sensor_dispatcher dispatcher;
 };
-
-TEST_F(SensorDispatcherTest, UnknownKindsAreRefusedWithALogLineNamingTheKnownOnes) {
-    using responses::meta_scan_response_code;
-    using responses::sensor_create_response_code;
-    EXPECT_EQ(dispatcher.create_sensor_instance(1, wrap(buffer("nothing", "x"))),
-              sensor_create_response_code::unknown_kind);
-    EXPECT_THAT(host.runtime->all(),
-                AllOf(HasSubstr("\"nothing\" is not a known kind"), HasSubstr("\"probe_sensor\"")));
-    EXPECT_EQ(dispatcher.create_sensor_instance(1, wrap(buffer("probe_metascan", "x"))),
-              sensor_create_response_code::unknown_kind);
-    EXPECT_THAT(host.runtime->all(), HasSubstr("is a meta scan, not a sensor"));
-    EXPECT_EQ(dispatcher.execute_meta_scan(1, 1, wrap(buffer("probe_sensor", "x"))),
-              meta_scan_response_code::unknown_kind);
-    EXPECT_THAT(host.runtime->all(), HasSubstr("is a sensor, not a meta scan"));
-    EXPECT_EQ(dispatcher.create_sensor_instance(1, wrap("{}")),
-              sensor_create_response_code::unknown_kind);
-    EXPECT_THAT(host.runtime->all(), HasSubstr("the settings name no \"kind\""));
-    EXPECT_TRUE(messages().empty());
-}
-
-TEST_F(SensorDispatcherTest, SettingsThatCannotBeParsedFailTheCreation) {
-    const std::string no_target = R"({"kind":"probe_sensor","settings":{}})";
-    EXPECT_EQ(dispatcher.create_sensor_instance(2, wrap(no_target)),
-              responses::sensor_create_response_code::creation_failed);
-    EXPECT_THAT(host.runtime->all(), HasSubstr("The following setting was not available: target"));
-    EXPECT_EQ(dispatcher.stock().sensor_count(), 0U);
-}
 
 TEST_F(SensorDispatcherTest, ChannelsAreDeclaredOnceAndValuesStoredOnce) {
     ASSERT_EQ(dispatcher.create_sensor_instance(3, wrap(buffer("probe_sensor", "abcd"))),
@@ -192,62 +141,11 @@ TEST_F(SensorDispatcherTest, AnEscapedFailureBecomesAFreshErrorResult) {
     EXPECT_THAT(host.sensors->all(), HasSubstr("the probe failed"));
 }
 
-TEST_F(SensorDispatcherTest, MetaScanSendsProgressThenRowsOrAFailureWithoutRows) {
-    EXPECT_EQ(dispatcher.execute_meta_scan(8, 1, wrap(buffer("probe_metascan", "t1"))),
-              responses::meta_scan_response_code::success);
-    auto sent = messages();
-    ASSERT_EQ(types(sent), (std::vector<std::string>{"metascan_progress", "meta_scan_result"}));
-    EXPECT_EQ(sent[1]["entries"][0]["values"]["s.g.target"].as<std::string>(), "t1");
-
-    EXPECT_EQ(dispatcher.execute_meta_scan(8, 2, wrap(buffer("probe_metascan", "fail"))),
-              responses::meta_scan_response_code::success);
-    sent = messages();
-    ASSERT_EQ(sent.size(), 2U);
-    EXPECT_EQ(sent[1]["response_code"].as<int>(), 5);
-    EXPECT_EQ(sent[1]["message"].as<std::string>(), "An error occurred.listing failed");
-    EXPECT_EQ(sent[1]["entries"].size(), 0U);
-}
-
 TEST_F(SensorDispatcherTest, FirstRegistrationOfANameStays) {
     EXPECT_FALSE(dispatcher.register_sensor(
         "probe_sensor", [](auto, int, const auto&) { throw std::logic_error("x"); }));
     EXPECT_EQ(dispatcher.create_sensor_instance(9, wrap(buffer("probe_sensor", "x"))),
               responses::sensor_create_response_code::success);
-}
-
-TEST_F(SensorDispatcherTest, SensorsOnDifferentIdsRunFromManyThreads) {
-    constexpr int threads = 8;
-    constexpr int sensors_per_thread = 25;
-    std::atomic<int> failures{0};
-    std::vector<std::thread> workers;
-    for (int t = 0; t < threads; ++t) {
-        workers.emplace_back([&, t] {
-            for (int i = 0; i < sensors_per_thread; ++i) {
-                const int id = t * 1000 + i;
-                const std::string text = buffer("probe_sensor", "abc");
-                const auto wrapper = wrap(text);
-                if (dispatcher.create_sensor_instance(id, wrapper) !=
-                        responses::sensor_create_response_code::success ||
-                    dispatcher.execute_check(id, wrapper) !=
-                        responses::check_response_code::success ||
-                    dispatcher.execute_check(id, wrapper) !=
-                        responses::check_response_code::success ||
-                    (i % 2 == 0 && dispatcher.destroy_sensor_instance(id) !=
-                                       responses::sensor_destroy_response_code::success)) {
-                    ++failures;
-                }
-            }
-        });
-    }
-    for (auto& worker : workers) {
-        worker.join();
-    }
-    EXPECT_EQ(failures.load(), 0);
-    // Every second sensor (i odd) of each thread stays: 12 of 25 per thread.
-    EXPECT_EQ(dispatcher.stock().sensor_count(),
-              static_cast<size_t>(threads * (sensors_per_thread / 2)));
-    // Per sensor: one declaration, one stored value, two results.
-    EXPECT_EQ(host.take_messages().size(), static_cast<size_t>(threads * sensors_per_thread * 4));
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <vector>
 
 namespace zentrova::monitoring_modules::framework::module {
@@ -78,27 +77,6 @@ TEST(ServiceContainer, FactoryWithArgumentsReceivesThemAndRefusesOtherArguments)
     EXPECT_THROW(container.create<greeter>(42), utils::exceptions::exception);
     // get() has no arguments to give, which is a mismatch too, not a silent empty result.
     EXPECT_THROW(container.get<greeter>(), utils::exceptions::exception);
-}
-
-TEST(ServiceContainer, LookupsFromManyThreadsSeeTheSameInstance) {
-    auto container = std::make_shared<service_container>();
-    auto stored = std::make_shared<int>(7);
-    container->add_instance<int>(stored);
-    std::vector<std::thread> threads;
-    std::vector<int> mismatches(8, 0);
-    for (int t = 0; t < 8; ++t) {
-        threads.emplace_back([&, t] {
-            for (int i = 0; i < 1000; ++i) {
-                if (container->get<int>() != stored) {
-                    ++mismatches[t];
-                }
-            }
-        });
-    }
-    for (auto& thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(std::count(mismatches.begin(), mismatches.end(), 0), 8);
 }
 
 }  // namespace

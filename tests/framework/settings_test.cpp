@@ -7,7 +7,6 @@
 #include "framework/settings/secure_string.hpp"
 #include "framework/settings/sensor_data_wrapper.hpp"
 #include "framework/utils/exceptions.hpp"
-#include "tests/support/settings_buffer.hpp"
 
 namespace zentrova::monitoring_modules::framework::settings {
 namespace {
@@ -106,28 +105,6 @@ TEST(SensorDataWrapper, TheFirstOfTwoEqualNamesCounts) {
     EXPECT_EQ(wrapper.get_value("a"), "1");
     EXPECT_EQ(wrapper.find_value("b"), nullptr);
     EXPECT_EQ(wrapper.get_channels(), (std::map<int, std::string>{{4, "x"}}));
-}
-
-TEST(SensorDataWrapper, RefusesNullAndEmptyBuffers) {
-    EXPECT_THROW(sensor_data_wrapper(nullptr, 0), utils::exceptions::invalid_settings_buffer);
-    EXPECT_THROW(sensor_data_wrapper(nullptr, 10), utils::exceptions::invalid_settings_buffer);
-    EXPECT_THROW(sensor_data_wrapper("{}", 0), utils::exceptions::invalid_settings_buffer);
-}
-
-TEST(SensorDataWrapper, ToJsonMasksEverySecretValue) {
-    auto buffer =
-        testing::settings_buffer::with_credentials("virtual_machine_sensor", "very-secret-1");
-    buffer.secure_settings["zentrovacloudapikey"] = "api-key-2";
-    buffer.persistent_data["currency"] = "EUR";
-    const std::string text = buffer.to_json();
-    const std::string json = wrap(text).to_json();
-    EXPECT_THAT(json, Not(HasSubstr("very-secret-1")));
-    EXPECT_THAT(json, Not(HasSubstr("api-key-2")));
-    EXPECT_THAT(
-        json,
-        HasSubstr(R"("azure_credentials_section.credentials_group.client_secret":"********")"));
-    EXPECT_THAT(json, HasSubstr(R"("timeout":"60")"));
-    EXPECT_THAT(json, HasSubstr(R"("persistent_data":{"currency":"EUR"})"));
 }
 
 TEST(KindInteger, AcceptsOnlyWholeDecimalNumbersWithinTheBounds) {

@@ -103,56 +103,5 @@ TEST(jsonpointer_parser, sub_parsers_start_at_their_object_and_outlive_their_par
     expect_type_error([&] { properties->get_object("/rows/0/1"); }, "string");
 }
 
-// A cost sensor finds its columns by name and then reads every row cell by cell.
-TEST(jsonpointer_parser, walks_a_cost_query_response) {
-    const auto parser = create_jsonpointer_parser(test::read_body("cost-query.json"));
-    std::map<std::string, std::size_t> column_index;
-    for (const auto& column : parser->get_object_array("/properties/columns")) {
-        column_index.emplace(column->get_string("/name"), column_index.size());
-    }
-    const std::string cost = std::to_string(column_index.at("PreTaxCost"));
-    const std::string group = std::to_string(column_index.at("ResourceGroup"));
-    double total = 0;
-    std::vector<std::string> groups;
-    for (std::size_t row = 0;; ++row) {
-        const std::string prefix = "/properties/rows/" + std::to_string(row) + "/";
-        try {
-            total += parser->get_double(prefix + cost);
-        } catch (const exceptions::empty_result&) {
-            break;
-        }
-        groups.push_back(parser->get_string(prefix + group));
-    }
-    EXPECT_DOUBLE_EQ(
-        total, 0.009865586851323632 + 218.68795741935486 + 2.10333307059661 + 0.14384913581657052);
-    EXPECT_EQ(groups.size(), 4U);
-    EXPECT_EQ(groups[2], "ScreenSharingTest-peer1");
-    expect_type_error([&] { parser->get_string("/properties/nextLink"); }, "null");
-}
-
-// A metrics reader takes the last data point of each series; points without "average" are
-// empty results, not zeros.
-TEST(jsonpointer_parser, walks_a_metrics_and_an_instance_view_response) {
-    const auto metrics = create_jsonpointer_parser(test::read_body("vm-metrics.json"));
-    const auto values = metrics->get_object_array("/value");
-    ASSERT_EQ(values.size(), 1U);
-    EXPECT_EQ(values[0]->get_string("/name/value"), "BlobCapacity");
-    const auto points = metrics->get_object_array("/value/0/timeseries/1/data");
-    ASSERT_EQ(points.size(), 4U);
-    EXPECT_EQ(points.back()->get_double("/average"), 245.0);
-    expect_error<exceptions::empty_result>([&] { points.front()->get_double("/average"); },
-                                           "/average");
-    EXPECT_EQ(metrics->get_int("/cost"), 0);
-
-    const auto view = create_jsonpointer_parser(test::read_body("vm-instance-view.json"));
-    std::vector<std::string> codes;
-    for (const auto& status : view->get_object_array("/statuses")) {
-        codes.push_back(status->get_string("/code"));
-    }
-    EXPECT_EQ(codes,
-              (std::vector<std::string>{"ProvisioningState/succeeded", "PowerState/running"}));
-    EXPECT_EQ(view->get_int("/platformFaultDomain"), 1);
-}
-
 }  // namespace
 }  // namespace zentrova::monitoring_modules::json

@@ -1,14 +1,21 @@
-// Drives the built module through its nine entry points, loaded with dlopen as a probe does.
+// The built module through its nine entry points, loaded as a probe loads it: what each export
+// answers in each state of the module, and what it logs. Nothing here leaves the machine: the
+// endpoints point at a closed loopback port.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <jsoncons/json.hpp>
+#include <map>
+#include <memory>
 #include <set>
 #include <sstream>
+#include <string>
 #include <vector>
 
 #ifndef _WIN32
@@ -16,89 +23,229 @@
 #endif
 
 #include "host/module_library.hpp"
+#include "tests/reliability/kinds_under_test.hpp"
 #include "tests/support/scratch_directory.hpp"
 #include "tests/support/settings_buffer.hpp"
 
-namespace zentrova::monitoring_modules {
+namespace zentrova::monitoring_modules::testing {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 using ::testing::Not;
 
-class ModuleExports : public ::testing::Test {
-protected:
-    void SetUp() override {
-        ::setenv("MICROSOFTAZURE_LOG_DIR", log_dir_.path().c_str(), 1);
-        // Nothing here may leave the machine: the endpoints point at a closed loopback port.
+constexpr int not_initialised = 3;
+constexpr int not_found = 4;
+constexpr int unknown_kind = 4;
+constexpr int unreadable = 2;
+
+// The settings of a kind that a module can make (credentials and the kind's own columns).
+std::string settings_of(const kind_under_test& kind) {
+    return kind.settings(settings_buffer::with_credentials(kind.name), "sub-1", 0).to_json();
+}
+std::string sensor_settings() {
+    return settings_of(sensor_kinds().front());
+}
+std::string scan_settings() {
+    return settings_of(metascan_kinds().front());
+}
+
+class exports_fixture {
+public:
+    exports_fixture() {
+        ::setenv("MICROSOFTAZURE_LOG_DIR", log_dir_.path().string().c_str(), 1);
         ::setenv("MICROSOFTAZURE_ARM_ENDPOINT", "https://127.0.0.1:1/", 1);
         ::setenv("MICROSOFTAZURE_LOGIN_ENDPOINT", "https://127.0.0.1:1", 1);
         module_ = std::make_unique<host::module_library>(MICROSOFTAZURE_MODULE_PATH);
     }
-
-    void TearDown() override {
+    ~exports_fixture() {
         module_.reset();
         for (const char* name : {"MICROSOFTAZURE_LOG_DIR", "MICROSOFTAZURE_ARM_ENDPOINT",
                                  "MICROSOFTAZURE_LOGIN_ENDPOINT"}) {
             ::unsetenv(name);
         }
     }
+    exports_fixture(const exports_fixture&) = delete;
+    exports_fixture& operator=(const exports_fixture&) = delete;
 
+    host::module_library& module() { return *module_; }
+    const scratch_directory& log_dir() const { return log_dir_; }
     std::string runtime_log() const { return log_dir_.read("MicrosoftAzure.log"); }
-
-    std::vector<jsoncons::ojson> messages() {
-        std::vector<jsoncons::ojson> decoded;
-        for (const auto& text : module_->take_messages()) {
-            decoded.push_back(jsoncons::ojson::parse(text));
-        }
-        return decoded;
+    std::string sensor_log(int id) const {
+        return log_dir_.read("sensor_" + std::to_string(id) + ".log");
     }
 
-    testing::scratch_directory log_dir_{"exports-test"};
+private:
+    scratch_directory log_dir_{"exports-test"};
     std::unique_ptr<host::module_library> module_;
 };
 
-TEST_F(ModuleExports, AnswerAccordingToTheLifecycle) {
-    const std::string settings =
-        testing::settings_buffer::with_credentials("virtual_machine_sensor").to_json();
-    EXPECT_EQ(module_->api_level(), 5);
-    EXPECT_EQ(module_->create_sensor(1, settings), 3);
-    EXPECT_EQ(module_->check(1, settings), 3);
-    EXPECT_EQ(module_->meta_scan(1, 1, settings), 3);
-    EXPECT_EQ(module_->sensor_scan(1), 3);
-    EXPECT_EQ(module_->destroy_sensor(1), 3);
-    module_->module_information(true);
-    EXPECT_TRUE(messages().empty());
+// Where a row's calls find the module.
+enum class module_state {
+    loaded,       // never initialised
+    initialised,  // initialised, with sensor 1 made
+    cleaned_up,   // initialised, sensor 1 made, cleaned up
+};
 
-    ASSERT_EQ(module_->initialize(), 0);
-    EXPECT_EQ(module_->api_level(), 5);
-    auto vm = testing::settings_buffer::with_credentials("virtual_machine_sensor");
-    for (const char* column : {"name", "vm_id", "os", "resource_group", "region"}) {
-        vm.settings[std::string(
-                        "virtual_machine_metascan_section.virtual_machine_metascan_group.") +
-                    column] = "x";
-    }
-    ASSERT_EQ(module_->create_sensor(1, vm.to_json()), 0) << runtime_log();
-    EXPECT_EQ(module_->initialize(), 1);
-    EXPECT_THAT(runtime_log(), HasSubstr("InitializeModule called on already initialized module."));
-    // The first module keeps running, with its sensors.
-    EXPECT_EQ(module_->sensor_scan(1), 0);
-    EXPECT_EQ(module_->sensor_scan(2), 4);
-    messages();
-    module_->module_information(false);
-    EXPECT_EQ(messages().size(), 1U);
+// One row: calls such as "destroy 1; check 1", where every call before the last must succeed
+// and the last must answer `code`. Create, check and meta scan pass `settings`, or a working
+// buffer of the first sensor (meta scan) kind when it is empty; "raw-create" and "raw-check"
+// pass no buffer at all when `settings` is empty, and otherwise only its first three bytes.
+struct export_case {
+    std::string name;
+    module_state state;
+    std::string calls;
+    int code;
+    std::string logged;  // a line part the runtime log must hold; empty: nothing asked
+    std::string settings{};
+};
 
-    EXPECT_EQ(module_->cleanup(), 0);
-    EXPECT_EQ(module_->cleanup(), 0);
-    EXPECT_EQ(module_->create_sensor(1, settings), 3);
-    EXPECT_EQ(module_->sensor_scan(1), 3);
-    EXPECT_EQ(module_->initialize(), 0);
+std::ostream& operator<<(std::ostream& out, const export_case& row) {
+    return out << row.name;
 }
 
-TEST_F(ModuleExports, ModuleInformationCarriesTheDefinitionAndLanguagesOnlyWhenAsked) {
-    ASSERT_EQ(module_->initialize(), 0);
-    module_->module_information(false);
-    module_->module_information(true);
-    const auto sent = messages();
+int call(host::module_library& module, const std::string& verb, int id,
+         const std::string& settings) {
+    const std::string sensor = settings.empty() ? sensor_settings() : settings;
+    const auto& exports = module.exports();
+    const char* raw = settings.empty() ? nullptr : settings.data();
+    const auto raw_size = static_cast<unsigned>(settings.empty() ? 0 : 3);
+    const std::map<std::string, std::function<int()>> calls = {
+        {"init", [&] { return module.initialize(); }},
+        {"cleanup", [&] { return module.cleanup(); }},
+        {"api", [&] { return module.api_level(); }},
+        {"create", [&] { return module.create_sensor(id, sensor); }},
+        {"check", [&] { return module.check(id, sensor); }},
+        {"meta",
+         [&] { return module.meta_scan(id, 1, settings.empty() ? scan_settings() : settings); }},
+        {"scan", [&] { return module.sensor_scan(id); }},
+        {"destroy", [&] { return module.destroy_sensor(id); }},
+        {"raw-create", [&] { return exports.create_sensor_instance(id, raw, raw_size); }},
+        {"raw-check", [&] { return exports.execute_check(id, raw, raw_size); }},
+    };
+    const auto found = calls.find(verb);
+    if (found != calls.end()) {
+        return found->second();
+    }
+    ADD_FAILURE() << "no call " << verb;
+    return -1;
+}
+
+std::vector<export_case> export_cases() {
+    const auto loaded = module_state::loaded;
+    const auto up = module_state::initialised;
+    const auto down = module_state::cleaned_up;
+    std::vector<export_case> rows;
+    for (const auto& [prefix, state] :
+         {std::pair{"BeforeInit", loaded}, std::pair{"AfterCleanup", down}}) {
+        const std::string p = prefix;
+        for (const char* verb : {"create", "check", "meta", "scan", "destroy"}) {
+            rows.push_back({p + "_" + verb, state, std::string(verb) + " 1", not_initialised, ""});
+        }
+        rows.push_back({p + "_api", state, "api 0", 5, ""});
+    }
+    const std::vector<export_case> others = {
+        {"CleanupAgain", down, "cleanup 0", 0, ""},
+        {"CheckAfterReinitialisation", down, "init 0; check 1", not_found,
+         "Cannot check sensor 1: no sensor has this id; create it with CreateSensorInstance first"},
+        {"InitializeTwice", up, "init 0", 1,
+         "InitializeModule called on already initialized module."},
+        {"ScanKnownId", up, "scan 1", 0, ""},
+        {"ScanUnknownId", up, "scan -2147483648", not_found,
+         "Cannot scan sensor -2147483648: no sensor has this id"},
+        {"CheckUnknownId", up, "check 77", not_found,
+         "Cannot check sensor 77: no sensor has this id"},
+        {"DestroyUnknownId", up, "destroy -1", not_found,
+         "Cannot destroy sensor -1: no sensor has this id"},
+        {"DestroyTwice", up, "destroy 1; destroy 1", not_found, ""},
+        {"CheckDestroyed", up, "destroy 1; check 1", not_found, ""},
+        // Extreme ids are ids like any other.
+        {"IntMaxIsAnId", up, "create 2147483647; destroy 2147483647", 0, ""},
+        {"IntMinIsAnId", up, "create -2147483648; scan -2147483648", 0, ""},
+        {"CreateNullBuffer", up, "raw-create 1", unreadable,
+         "CreateSensorInstance failed: The settings buffer cannot be read: the host passed a null "
+         "pointer"},
+        {"CheckNullBuffer", up, "raw-check 1", unreadable,
+         "ExecuteCheck failed: The settings buffer cannot be read"},
+        {"CreateCutShortBySize", up, "raw-create 1", unreadable, "", "{\"kind\":\"x\"}"},
+        {"CreateNotJson", up, "create 1", unreadable, "it is not JSON", "not json at all"},
+        {"MetaScanNumberForText", up, "meta 1", unreadable,
+         "\"settings\".\"timeout\" must be a text",
+         R"({"kind":"virtual_machine_metascan","settings":{"timeout":60}})"},
+        {"CreateWithoutKind", up, "create 1", unknown_kind, "the settings name no \"kind\"",
+         R"({"settings":{}})"},
+        {"CreateUnknownKind", up, "create 1", unknown_kind,
+         "\"no_such_kind\" is not a known kind. Sensor kinds: ", R"({"kind":"no_such_kind"})"},
+        {"CreateWithoutItsSettings", up, "create 2", 1, "The following setting was not available",
+         settings_buffer::with_credentials("virtual_machine_sensor").to_json()},
+    };
+    rows.insert(rows.end(), others.begin(), others.end());
+    // Kinds asked for in the wrong role are refused by name.
+    for (const auto& kind : kinds_under_test()) {
+        rows.push_back({"WrongRole_" + kind.name, up, kind.metascan ? "create 2" : "meta 2",
+                        unknown_kind,
+                        "\"" + kind.name +
+                            (kind.metascan ? "\" is a meta scan, not a sensor"
+                                           : "\" is a sensor, not a meta scan"),
+                        settings_of(kind)});
+    }
+    return rows;
+}
+
+class ModuleExports : public ::testing::TestWithParam<export_case> {
+protected:
+    exports_fixture fixture;
+};
+
+TEST_P(ModuleExports, AnswerByTheModulesState) {
+    const export_case& row = GetParam();
+    auto& module = fixture.module();
+    if (row.state != module_state::loaded) {
+        ASSERT_EQ(module.initialize(), 0);
+        ASSERT_EQ(module.create_sensor(1, sensor_settings()), 0) << fixture.runtime_log();
+    }
+    if (row.state == module_state::cleaned_up) {
+        ASSERT_EQ(module.cleanup(), 0);
+    }
+    module.take_messages();
+
+    std::istringstream calls(row.calls);
+    for (std::string step; std::getline(calls, step, ';');) {
+        std::istringstream words(step);
+        std::string verb;
+        int id = 0;
+        words >> verb >> id;
+        const int code = call(module, verb, id, row.settings);
+        EXPECT_EQ(code, calls.eof() ? row.code : 0) << step << "\n" << fixture.runtime_log();
+    }
+    if (row.code != 0) {
+        // A refusal says so in its code and its log line alone.
+        EXPECT_THAT(module.take_messages(), IsEmpty());
+    }
+    if (!row.logged.empty()) {
+        EXPECT_THAT(fixture.runtime_log(), HasSubstr(row.logged));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, ModuleExports, ::testing::ValuesIn(export_cases()),
+                         [](const auto& info) { return info.param.name; });
+
+class ModuleChecks : public ::testing::Test {
+protected:
+    exports_fixture fixture;
+    host::module_library& module = fixture.module();
+};
+
+TEST_F(ModuleChecks, ModuleInformationCarriesTheDefinitionAndLanguagesOnlyWhenAsked) {
+    module.module_information(true);
+    EXPECT_THAT(module.take_messages(), IsEmpty());  // not before InitializeModule
+    ASSERT_EQ(module.initialize(), 0);
+    module.module_information(false);
+    module.module_information(true);
+    std::vector<jsoncons::ojson> sent;
+    for (const auto& text : module.take_messages()) {
+        sent.push_back(jsoncons::ojson::parse(text));
+    }
     ASSERT_EQ(sent.size(), 2U);
     for (const auto& message : sent) {
         EXPECT_EQ(message["type"].as<std::string>(), "module_information");
@@ -109,112 +256,122 @@ TEST_F(ModuleExports, ModuleInformationCarriesTheDefinitionAndLanguagesOnlyWhenA
     EXPECT_EQ(sent[1]["languages"][0]["Text"]["English"]["Translation"]["channel_state"]["Display"]
                   .as<std::string>(),
               "Status");
-    const std::string log = runtime_log();
-    EXPECT_THAT(
-        log,
-        HasSubstr(
-            "### Begin zentrova::monitoring_modules::framework::module::module_instance_adapter::"
-            "get_module_information ###"));
-    EXPECT_THAT(
-        log,
-        HasSubstr(
-            "### End   zentrova::monitoring_modules::framework::module::module_instance_adapter::"
-            "get_module_information ###"));
+    const std::string log = fixture.runtime_log();
+    const std::string adapter =
+        " zentrova::monitoring_modules::framework::module::module_instance_adapter::"
+        "get_module_information ###";
+    EXPECT_THAT(log, HasSubstr("### Begin" + adapter));
+    EXPECT_THAT(log, HasSubstr("### End  " + adapter));
     EXPECT_THAT(log, HasSubstr("Got LoadLanguages: false"));
     EXPECT_THAT(log, HasSubstr("Got LoadLanguages: true"));
+    ASSERT_EQ(module.cleanup(), 0);
+    module.module_information(true);
+    EXPECT_THAT(module.take_messages(), IsEmpty());
 }
 
-TEST_F(ModuleExports, BadHostInputGetsAFailureCodeAndALogLineSayingWhy) {
-    ASSERT_EQ(module_->initialize(), 0);
-    const auto& exports = module_->exports();
-    EXPECT_EQ(exports.create_sensor_instance(1, nullptr, 0), 2);
-    EXPECT_EQ(exports.execute_check(1, nullptr, 0), 2);
-    EXPECT_EQ(module_->create_sensor(1, "not json at all"), 2);
-    EXPECT_EQ(module_->meta_scan(
-                  1, 1, R"({"kind":"virtual_machine_metascan","settings":{"timeout":60}})"),
-              2);
-    EXPECT_EQ(module_->create_sensor(1, R"({"settings":{}})"), 4);
-    EXPECT_EQ(module_->create_sensor(1, R"({"kind":"no_such_kind"})"), 4);
-    const std::string text = "{\"kind\":\"x\"}";
-    EXPECT_EQ(exports.create_sensor_instance(1, text.data(), 3), 2);  // cut short by the size
-
-    const std::string log = runtime_log();
-    EXPECT_THAT(
-        log,
-        HasSubstr(
-            "CreateSensorInstance failed: The settings buffer cannot be read: the host passed a "
-            "null pointer"));
-    EXPECT_THAT(log, HasSubstr("ExecuteCheck failed: The settings buffer cannot be read"));
-    EXPECT_THAT(log, HasSubstr("it is not JSON"));
-    EXPECT_THAT(log, HasSubstr("\"settings\".\"timeout\" must be a text"));
-    EXPECT_THAT(log, HasSubstr("the settings name no \"kind\""));
-    EXPECT_THAT(log, HasSubstr("\"no_such_kind\" is not a known kind"));
-    EXPECT_EQ(module_->api_level(), 5);
-}
-
-TEST_F(ModuleExports, SecretsNeverReachTheLog) {
-    ASSERT_EQ(module_->initialize(), 0);
-    auto settings = testing::settings_buffer::with_credentials("virtual_machine_sensor",
-                                                               "Pr1vate-Client-Secret");
+TEST_F(ModuleChecks, SecretsNeverReachTheLog) {
+    ASSERT_EQ(module.initialize(), 0);
+    auto settings =
+        settings_buffer::with_credentials("virtual_machine_sensor", "Pr1vate-Client-Secret");
     settings.secure_settings["zentrovacloudapikey"] = "Pr1vate-Api-Key";
-    module_->create_sensor(1, settings.to_json());
-    module_->check(1, settings.to_json());
-    const std::string log = runtime_log();
+    module.create_sensor(1, settings.to_json());
+    module.check(1, settings.to_json());
+    const std::string log = fixture.runtime_log();
     EXPECT_THAT(log, HasSubstr("credentials_group.client_secret\":\"********\""));
     EXPECT_THAT(log, Not(HasSubstr("Pr1vate")));
 }
 
 // The module calls the host under the lock that serialises its messages: a call back into it from
 // the callback is refused at once instead of waiting for itself.
-TEST_F(ModuleExports, CallsFromInsideTheCallbackAreRefusedAtOnce) {
-    ASSERT_EQ(module_->initialize(), 0);
-    const auto& exports = module_->exports();
+TEST_F(ModuleChecks, CallsFromInsideTheCallbackAreRefusedAtOnce) {
+    ASSERT_EQ(module.initialize(), 0);
+    const auto& exports = module.exports();
     std::vector<int> codes;
-    module_->on_message([&](const std::string&) {
+    module.on_message([&](const std::string&) {
         codes.push_back(exports.execute_sensor_scan(1));
         codes.push_back(exports.cleanup_module());
     });
-    module_->module_information(false);
-    module_->on_message(nullptr);
+    module.module_information(false);
+    module.on_message(nullptr);
     EXPECT_EQ(codes, (std::vector<int>{5, 0}));
-    EXPECT_EQ(module_->sensor_scan(1), 4) << "the refused cleanup must leave the module running";
-    EXPECT_THAT(runtime_log(), HasSubstr("ExecuteSensorScan failed: it was called from inside the "
-                                         "host's message callback"));
-    EXPECT_THAT(runtime_log(), HasSubstr("CleanupModule failed: it was called from inside"));
+    EXPECT_EQ(module.sensor_scan(1), 4) << "the refused cleanup must leave the module running";
+    const std::string log = fixture.runtime_log();
+    EXPECT_THAT(log, HasSubstr("ExecuteSensorScan failed: it was called from inside the "
+                               "host's message callback"));
+    EXPECT_THAT(log, HasSubstr("CleanupModule failed: it was called from inside"));
 }
 
 // A creation that fails opens no sensor log, and a runaway buffer is logged cut.
-TEST_F(ModuleExports, LogsHoldNoEmptyFilesAndNoHugeLines) {
-    ASSERT_EQ(module_->initialize(), 0);
-    auto unusable = testing::settings_buffer::with_credentials("virtual_machine_sensor");
+TEST_F(ModuleChecks, LogsHoldNoEmptyFilesAndNoHugeLines) {
+    ASSERT_EQ(module.initialize(), 0);
+    auto unusable = settings_buffer::with_credentials("virtual_machine_sensor");
     unusable.settings["padding"] = std::string(1024 * 1024, 'x');
-    EXPECT_EQ(module_->create_sensor(9, unusable.to_json()), 1);
-    EXPECT_FALSE(std::filesystem::exists(log_dir_.path() / "sensor_9.log"));
-    const std::string log = runtime_log();
+    EXPECT_EQ(module.create_sensor(9, unusable.to_json()), 1);
+    EXPECT_FALSE(std::filesystem::exists(fixture.log_dir().path() / "sensor_9.log"));
+    const std::string log = fixture.runtime_log();
     EXPECT_THAT(log, HasSubstr("more bytes not logged]"));
     EXPECT_LT(log.size(), 256U * 1024U);
 }
 
 #ifndef _WIN32
 // With no usable log, standard error is the only place left to say why the module did not start.
-TEST_F(ModuleExports, AnUnusableLogFolderIsToldOnStandardError) {
-    std::ofstream(log_dir_.path() / "a-file") << "not a folder";
-    ::setenv("MICROSOFTAZURE_LOG_DIR", (log_dir_.path() / "a-file").c_str(), 1);
-    const auto captured = log_dir_.path() / "stderr.txt";
+TEST_F(ModuleChecks, AnUnusableLogFolderIsToldOnStandardError) {
+    const auto folder = fixture.log_dir().path();
+    std::ofstream(folder / "a-file") << "not a folder";
+    ::setenv("MICROSOFTAZURE_LOG_DIR", (folder / "a-file").c_str(), 1);
+    const auto captured = folder / "stderr.txt";
     std::fflush(stderr);
     const int saved = ::dup(2);
     std::FILE* sink = std::fopen(captured.c_str(), "w");
     ::dup2(::fileno(sink), 2);
-    const int code = module_->initialize();
+    const int code = module.initialize();
     std::fflush(stderr);
     ::dup2(saved, 2);
     ::close(saved);
     std::fclose(sink);
     EXPECT_EQ(code, 1);
-    EXPECT_THAT(log_dir_.read("stderr.txt"),
+    EXPECT_THAT(fixture.log_dir().read("stderr.txt"),
                 HasSubstr("MicrosoftAzure: InitializeModule failed: Cannot open log file"));
 }
 #endif
+
+std::size_t occurrences(const std::string& text, const std::string& part) {
+    std::size_t count = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+// Sensors of every kind, checked or not, made anew on their id, and meta scans: cleanup (and
+// replacement) releases each one, in every life of the module.
+TEST_F(ModuleChecks, CleanupAndReplacementReleaseEverySensor) {
+    for (int life = 0; life < 2; ++life) {
+        ASSERT_EQ(module.initialize(), 0);
+        int id = 1;
+        for (const auto& kind : kinds_under_test()) {
+            const std::string settings = settings_of(kind);
+            if (kind.metascan) {
+                EXPECT_EQ(module.meta_scan(id, 1, settings), 0) << kind.name;
+            } else {
+                for (int time = 0; time < 3; ++time) {
+                    EXPECT_EQ(module.create_sensor(id, settings), 0) << kind.name;
+                }
+                EXPECT_EQ(module.check(id, settings), 0) << kind.name;
+                EXPECT_EQ(module.create_sensor(id + 10, settings), 0) << kind.name;
+            }
+            ++id;
+        }
+        ASSERT_EQ(module.cleanup(), 0);
+    }
+    for (const int id : {1, 2, 3, 11, 12, 13}) {
+        const std::string log = fixture.sensor_log(id);
+        EXPECT_GT(occurrences(log, "#################### Initializing ####################"), 0U);
+        EXPECT_EQ(occurrences(log, "#################### Initializing ####################"),
+                  occurrences(log, "#################### Cleaning Up  ####################"))
+            << "sensor " << id;
+    }
+}
 
 TEST(ModuleLibrary, ExportsExactlyTheNineEntryPoints) {
     const std::string command = std::string("nm -D --defined-only ") + MICROSOFTAZURE_MODULE_PATH;
@@ -238,4 +395,4 @@ TEST(ModuleLibrary, ExportsExactlyTheNineEntryPoints) {
 }
 
 }  // namespace
-}  // namespace zentrova::monitoring_modules
+}  // namespace zentrova::monitoring_modules::testing

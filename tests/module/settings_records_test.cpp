@@ -1,11 +1,10 @@
+// The settings records of the module's kinds: selections read exactly, the timeout's bounds,
+// secrets read only where secrets go; each refusal names the entry and the value.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "framework/utils/exceptions.hpp"
-#include "settings/discovery_settings.hpp"
-#include "settings/sql_database_sensor.hpp"
 #include "settings/subscription_cost_sensor.hpp"
-#include "settings/virtual_machine_sensor.hpp"
 #include "tests/support/settings_buffer.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure::settings {
@@ -33,29 +32,14 @@ testing::settings_buffer cost_buffer() {
     return buffer;
 }
 
-template <typename Exception, typename Record = subscription_cost_sensor>
+template <typename Exception>
 std::string failure(const testing::settings_buffer& buffer) {
     try {
-        parse<Record>(buffer);
+        parse<subscription_cost_sensor>(buffer);
     } catch (const Exception& e) {
         return e.what();
     }
     return "no failure";
-}
-
-TEST(SettingsRecords, CostRecordReadsItsSwitchesAndGrouping) {
-    const auto record = parse<subscription_cost_sensor>(cost_buffer());
-    EXPECT_EQ(record.connection.host, "management.azure.com");
-    EXPECT_TRUE(record.connection.logging);
-    EXPECT_EQ(record.connection.timeout, 60);
-    EXPECT_EQ(record.credentials.section_name, "azure_credentials_section");
-    EXPECT_EQ(record.credentials.tenant_id, "tenant-1");
-    EXPECT_EQ(record.credentials.client_secret.get_as_plaintext(), "s3cr3t-value");
-    EXPECT_EQ(record.credentials.subscription_id, "sub-1");
-    EXPECT_TRUE(record.show_budgets);
-    EXPECT_FALSE(record.show_forecast);
-    EXPECT_TRUE(record.show_most_expensive_service);
-    EXPECT_EQ(static_cast<int>(record.grouping), 4);
 }
 
 TEST(SettingsRecords, SelectionsAreExactAndNameTheEntryAndValue) {
@@ -104,37 +88,6 @@ TEST(SettingsRecords, SecretsAreReadOnlyFromTheSecureSettings) {
     buffer.secure_settings.erase(secret_key);
     EXPECT_EQ(failure<setting_not_available>(buffer),
               "The following setting was not available: " + secret_key);
-}
-
-TEST(SettingsRecords, DiscoveryColumnsAreReadUnderTheirSection) {
-    auto vm = testing::settings_buffer::with_credentials("virtual_machine_sensor");
-    const std::string vm_group = "virtual_machine_metascan_section.virtual_machine_metascan_group.";
-    vm.settings[vm_group + "name"] = "vm-1";
-    vm.settings[vm_group + "vm_id"] =
-        "/subscriptions/s/resourceGroups/RG/providers/Microsoft.Compute/virtualMachines/vm-1";
-    vm.settings[vm_group + "os"] = "Linux";
-    vm.settings[vm_group + "resource_group"] = "RG";
-    vm.settings[vm_group + "region"] = "West Europe";
-    const auto record = parse<virtual_machine_sensor>(vm);
-    EXPECT_EQ(record.section_name, "virtual_machine_metascan_section");
-    EXPECT_EQ(record.vm_id, vm.settings[vm_group + "vm_id"]);
-    EXPECT_EQ(record.region, "West Europe");
-    vm.settings.erase(vm_group + "os");
-    EXPECT_EQ((failure<setting_not_available, virtual_machine_sensor>(vm)),
-              "The following setting was not available: " + vm_group + "os");
-
-    auto sql = testing::settings_buffer::with_credentials("sql_database_sensor");
-    const std::string sql_group = "sql_database_metascan_section.sql_database_metascan_group.";
-    for (const char* column : {"name", "database_id", "region"}) {
-        sql.settings[sql_group + column] = column;
-    }
-    sql.settings[sql_group + "type"] = "Elastic pool, DTU";
-    EXPECT_EQ(parse<sql_database_sensor>(sql).type, "Elastic pool, DTU");
-
-    EXPECT_EQ(parse<discovery_settings>(
-                  testing::settings_buffer::with_credentials("virtual_machine_metascan"))
-                  .credentials.client_id,
-              "client-1");
 }
 
 }  // namespace

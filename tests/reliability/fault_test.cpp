@@ -3,11 +3,8 @@
 // Each case checks the message and response code the host gets, the log line that says what
 // happened, that the module answers the next call, and that no thread is left behind. Leaks are
 // the sanitizer build's part (make test-asan).
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -20,6 +17,7 @@
 #include "tests/reliability/kinds_under_test.hpp"
 #include "tests/reliability/process_threads.hpp"
 #include "tests/support/azure_harness.hpp"
+#include "tests/support/refusing_port.hpp"
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
@@ -68,25 +66,16 @@ const std::vector<fault_case>& fault_cases() {
         {"UntrustedCertificate", world::untrusted_certificate, "", outcome::connection,
          "SSL certificate problem"},
         {"WrongHostName", world::wrong_host_name, "", outcome::connection, "127.0.0.1"},
-        {"Status401", world::emulator, R"({"route": "{route}", "status": 401})", outcome::request,
-         "HTTP request was not successful: 401: Unauthorized"},
-        {"Status403", world::emulator, R"({"route": "{route}", "status": 403})", outcome::request,
-         "HTTP request was not successful: 403: Forbidden"},
-        {"Status404", world::emulator, R"({"route": "{route}", "status": 404})", outcome::request,
-         "HTTP request was not successful: 404: Not Found"},
-        {"Status429WithRetryAfter", world::emulator,
+        // Every status outside 200..299 takes one branch; the boundaries are the fuzz corpus's.
+        {"Status4xxWithRetryAfter", world::emulator,
          R"({"route": "{route}", "status": 429, "retry_after": 30})", outcome::request,
          "HTTP request was not successful: 429: Too Many Requests"},
-        {"Status500", world::emulator, R"({"route": "{route}", "status": 500})", outcome::request,
-         "HTTP request was not successful: 500: Internal Server Error"},
-        {"Status503", world::emulator, R"({"route": "{route}", "status": 503})", outcome::request,
+        {"Status5xx", world::emulator, R"({"route": "{route}", "status": 503})", outcome::request,
          "HTTP request was not successful: 503: Service Unavailable"},
         {"WrongContentType", world::emulator,
          R"({"route": "{route}", "kind": "wrong_content_type"})", outcome::other,
          "Invalid Content-Type"},
         {"EmptyBody", world::emulator, R"({"route": "{route}", "kind": "empty_body"})",
-         outcome::other, "The received JSON data could not be parsed."},
-        {"TruncatedBody", world::emulator, R"({"route": "{route}", "kind": "truncated_body"})",
          outcome::other, "The received JSON data could not be parsed."},
         {"InvalidJson", world::emulator, R"({"route": "{route}", "kind": "invalid_json"})",
          outcome::other, "The received JSON data could not be parsed."},
@@ -144,34 +133,6 @@ void expect_message(const kind_under_test& kind, outcome expected, const std::st
     }
     EXPECT_THAT(message, HasSubstr(told));
 }
-
-// A loopback port that is bound but never listens: connections to it are refused at once.
-class refusing_port {
-public:
-    refusing_port() : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = 0;
-        socklen_t length = sizeof(address);
-        // NOLINTBEGIN(cppcoreguidelines-pro-type-reinterpret-cast): the sockets API
-        if (socket_ < 0 || ::bind(socket_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
-            ::getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-            throw std::runtime_error("cannot bind a loopback port");
-        }
-        // NOLINTEND(cppcoreguidelines-pro-type-reinterpret-cast)
-        port_ = ntohs(address.sin_port);
-    }
-    ~refusing_port() { ::close(socket_); }
-    refusing_port(const refusing_port&) = delete;
-    refusing_port& operator=(const refusing_port&) = delete;
-
-    int port() const { return port_; }
-
-private:
-    int socket_;
-    int port_ = 0;
-};
 
 // The emulator under a certificate the module must refuse: one signed by a CA other than the
 // one it trusts, or one for another host name.
@@ -266,9 +227,9 @@ TEST_P(FaultSuite, TellsWhatHappenedAndKeepsAnswering) {
             ASSERT_EQ(harness.create(sensor_id, settings).code, 0) << harness.runtime_log();
         }
 
-        std::unique_ptr<refusing_port> refusing;
+        std::unique_ptr<testing::refusing_port> refusing;
         if (fault().where == world::refusing_port) {
-            refusing = std::make_unique<refusing_port>();
+            refusing = std::make_unique<testing::refusing_port>();
             const std::string endpoint = "https://127.0.0.1:" + std::to_string(refusing->port());
             reinitialise(harness, endpoint + "/", endpoint, harness.emulator().ca_file());
             if (!kind().metascan) {

@@ -1,17 +1,14 @@
-// Authentication providers and the token cache, with the token endpoint served on 127.0.0.1.
+// Authentication providers and the token cache, against the emulator's token endpoint.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
-#include <functional>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "emulator/azure_emulator.hpp"
 #include "rest/exceptions.hpp"
 #include "rest/impl/azuread_provider_impl.hpp"
 #include "rest/impl/basic_authentication_provider.hpp"
@@ -21,12 +18,11 @@
 #include "rest/impl/token_cache.hpp"
 #include "rest/rest_factory.hpp"
 #include "tests/rest/failure_text.hpp"
-#include "tests/rest/raw_http_server.hpp"
-#include "tests/rest/test_https_server.hpp"
+#include "tests/support/refusing_port.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
+namespace emulator = zentrova::monitoring_modules::emulator;
 using rest::testing::failure_text;
-using rest::testing::test_https_server;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -37,158 +33,124 @@ namespace {
 constexpr const char* secret = "s3cr&t=+ /?%~value";
 constexpr const char* encoded_secret = "s3cr%26t%3D%2B%20%2F%3F%25~value";
 
-struct seen_token_request {
-    std::string tenant;
-    std::string client_id;
-    std::string client_secret;
-    std::string grant_type;
-    std::string resource;
-    std::string content_type;
-    std::string body;
-};
+// Two tenants; client-1 is known to both, client-2 to the first only.
+std::string scenario() {
+    const std::string application =
+        R"({"client_id":"client-1","client_secret":")" + std::string(secret) + "\"}";
+    return R"({"token_lifetime_seconds":3600,"tenants":[{"id":"tenant-1","applications":[)" +
+           application + R"(,{"client_id":"client-2","client_secret":")" + secret +
+           R"("}]},{"id":"tenant-2","applications":[)" + application +
+           R"(]}],"subscriptions":[{"id":"subscription-1"}]})";
+}
 
 class token_endpoint_test : public ::testing::Test {
 protected:
-    using answer_function = std::function<std::pair<int, std::string>(const seen_token_request&)>;
-
-    void SetUp() override {
-        server.routes().Post(R"(/([^/]+)/oauth2/token)", [this](const httplib::Request& request,
-                                                                httplib::Response& response) {
-            const std::lock_guard<std::mutex> guard(mutex);
-            seen.push_back({request.matches[1], request.get_param_value("client_id"),
-                            request.get_param_value("client_secret"),
-                            request.get_param_value("grant_type"),
-                            request.get_param_value("resource"),
-                            request.get_header_value("Content-Type"), request.body});
-            if (answer) {
-                const auto [status, body] = answer(seen.back());
-                response.status = status;
-                response.set_content(body, "application/json");
-                return;
-            }
-            response.set_content(
-                R"({"token_type":"Bearer","expires_in":")" + std::to_string(lifetime_seconds) +
-                    R"(","access_token":"token-)" + std::to_string(seen.size()) + "\"}",
-                "application/json");
-        });
-        server.routes().Get("/subscriptions", [](const httplib::Request& request,
-                                                 httplib::Response& response) {
-            const bool authorized = request.get_header_value("Authorization") == "Bearer token-1";
-            response.status = authorized ? 200 : 401;
-            response.set_content(R"({"value":[]})", "application/json");
-        });
-        server.start();
-    }
-
     std::shared_ptr<rest::impl::azuread_provider_impl> provider(
         const std::string& client_secret = secret, const std::string& tenant = "tenant-1",
         const std::string& client_id = "client-1") {
         return std::make_shared<rest::impl::azuread_provider_impl>(
             client_id, client_secret, tenant,
-            rest::impl::azuread_provider_options{server.url(), rest::impl::clients_over(pool),
+            rest::impl::azuread_provider_options{emu.login_url(), rest::impl::clients_over(pool),
                                                  tokens});
     }
 
-    // The module's factory, with this test's token endpoint as its login endpoint.
-    rest::rest_factory factory() {
-        rest::impl::endpoint_configuration endpoints;
-        endpoints.login_endpoint = server.url();
-        endpoints.ca_bundle = server.ca_file();
-        return rest::rest_factory(endpoints);
-    }
-
-    std::string authorization(rest::authentication_provider_interface& source,
-                              const std::string& url) {
+    static std::string authorization(rest::authentication_provider_interface& source,
+                                     const std::string& url) {
         const auto [name, value] = source.get_authorization_header(url);
         EXPECT_EQ(name, "Authorization");
         return value;
     }
 
-    std::size_t token_requests() {
-        const std::lock_guard<std::mutex> guard(mutex);
-        return seen.size();
+    std::uint64_t token_requests() const { return emu.counters().token_requests; }
+    emulator::recorded_request last_request() const { return emu.requests().back(); }
+
+    // A token answer of the test's choosing for the next `count` token requests.
+    void answer_tokens_with(int status, const std::string& body, int count = -1,
+                            const std::string& content_type = "application/json") {
+        emulator::fault answer;
+        answer.route = "token";
+        answer.kind = emulator::fault_kind::custom_body;
+        answer.status = status;
+        answer.body = body;
+        answer.content_type = content_type;
+        answer.count = count;
+        emu.set_fault(answer);
     }
 
-    seen_token_request last_token_request() {
-        const std::lock_guard<std::mutex> guard(mutex);
-        return seen.back();
-    }
-
-    test_https_server server;
+    emulator::azure_emulator emu{[] {
+        emulator::emulator_options options;
+        options.scenario_json = scenario();
+        return options;
+    }()};
+    // The emulator's two names are two resources, each with a token of its own.
+    std::string resource = emu.login_url();
+    std::string other_resource = "https://localhost:" + std::to_string(emu.port());
     std::shared_ptr<rest::impl::connection_pool_interface> pool =
-        rest::impl::make_connection_pool({server.ca_file(), 32});
+        rest::impl::make_connection_pool({emu.ca_file(), 32});
     std::chrono::steady_clock::time_point now{};
     std::shared_ptr<rest::impl::token_cache> tokens =
         std::make_shared<rest::impl::token_cache>([this] { return now; });
-    int lifetime_seconds = 3600;
-    answer_function answer;
-    std::mutex mutex;
-    std::vector<seen_token_request> seen;
 };
 
-TEST_F(token_endpoint_test, two_requests_to_one_host_need_one_token) {
+TEST_F(token_endpoint_test, one_token_per_resource_fetched_with_an_encoded_form) {
     auto azure = provider();
-    EXPECT_EQ(authorization(*azure, "https://management.example.com/subscriptions?x=1"),
-              "Bearer token-1");
-    EXPECT_EQ(authorization(*azure, "https://management.example.com/other"), "Bearer token-1");
+    const std::string first = authorization(*azure, resource + "/subscriptions?x=1");
+    EXPECT_THAT(first, ::testing::StartsWith("Bearer ey"));
+    EXPECT_EQ(authorization(*azure, resource + "/other"), first);
     ASSERT_EQ(token_requests(), 1U);
-
-    const auto request = last_token_request();
-    EXPECT_EQ(request.tenant, "tenant-1");
-    EXPECT_EQ(request.client_id, "client-1");
-    EXPECT_EQ(request.client_secret, secret);
-    EXPECT_EQ(request.grant_type, "client_credentials");
-    EXPECT_EQ(request.resource, "https://management.example.com");
-    EXPECT_EQ(request.content_type, "application/x-www-form-urlencoded");
+    const auto request = last_request();
+    EXPECT_EQ(request.target, "/tenant-1/oauth2/token");
+    EXPECT_EQ(request.header("Content-Type"), "application/x-www-form-urlencoded");
     EXPECT_EQ(request.body,
               std::string("client_id=client-1&client_secret=") + encoded_secret +
-                  "&grant_type=client_credentials&resource=https%3A%2F%2Fmanagement.example.com");
-}
+                  "&grant_type=client_credentials&resource=https%3A%2F%2F127.0.0.1%3A" +
+                  std::to_string(emu.port()));
 
-TEST_F(token_endpoint_test, another_host_gets_a_token_of_its_own) {
-    auto azure = provider();
-    EXPECT_EQ(authorization(*azure, "https://management.example.com/x"), "Bearer token-1");
-    EXPECT_EQ(authorization(*azure, "https://other.example:8443/y"), "Bearer token-2");
-    EXPECT_EQ(last_token_request().resource, "https://other.example:8443");
-    // Both tokens stay valid and cached, each for its own resource.
-    EXPECT_EQ(authorization(*azure, "https://management.example.com/z"), "Bearer token-1");
+    // Another resource gets a token of its own; both stay cached.
+    const std::string second = authorization(*azure, other_resource + "/y");
+    EXPECT_NE(second, first);
+    EXPECT_THAT(last_request().body, HasSubstr("resource=https%3A%2F%2Flocalhost%3A"));
+    EXPECT_EQ(authorization(*azure, resource + "/z"), first);
+    EXPECT_EQ(authorization(*azure, other_resource + "/z"), second);
     EXPECT_EQ(token_requests(), 2U);
 }
 
 TEST_F(token_endpoint_test, a_token_is_reused_while_at_least_30_seconds_are_left) {
-    const std::vector<std::pair<int, std::size_t>> cases = {
+    const std::vector<std::pair<int, std::uint64_t>> cases = {
         {0, 1}, {3569, 1}, {3570, 1}, {3571, 2}, {3600, 2}};
     for (const auto& [elapsed, expected_requests] : cases) {
         // Each case starts from a fresh cache with a token fetched at time 0.
         tokens = std::make_shared<rest::impl::token_cache>([this] { return now; });
-        {
-            const std::lock_guard<std::mutex> guard(mutex);
-            seen.clear();
-        }
+        emu.reset();
         now = std::chrono::steady_clock::time_point{};
         auto azure = provider();
-        authorization(*azure, "https://management.example.com/");
+        authorization(*azure, resource + "/");
         now += std::chrono::seconds(elapsed);
-        authorization(*azure, "https://management.example.com/");
+        authorization(*azure, resource + "/");
         EXPECT_EQ(token_requests(), expected_requests) << elapsed << " s after the fetch";
     }
 }
 
 TEST_F(token_endpoint_test, providers_with_the_same_credentials_share_one_token) {
-    const auto shared = factory();
-    const auto azure = [&](const std::string& client_id, const std::string& client_secret,
-                           const std::string& tenant) {
-        return shared.azuread_provider(client_id, client_secret, tenant);
+    rest::impl::endpoint_configuration endpoints;
+    endpoints.login_endpoint = emu.login_url();
+    endpoints.ca_bundle = emu.ca_file();
+    const rest::rest_factory module_factory(endpoints);
+    const auto factory = [&](const std::string& client_id, const std::string& client_secret,
+                             const std::string& tenant) {
+        return module_factory.azuread_provider(client_id, client_secret, tenant);
     };
-    const std::string url = "https://management.example.com/subscriptions";
-    EXPECT_EQ(authorization(*azure("client-1", secret, "tenant-1"), url), "Bearer token-1");
-    EXPECT_EQ(authorization(*azure("client-1", secret, "tenant-1"), url), "Bearer token-1");
+    const std::string url = resource + "/subscriptions";
+    const std::string shared = authorization(*factory("client-1", secret, "tenant-1"), url);
+    EXPECT_EQ(authorization(*factory("client-1", secret, "tenant-1"), url), shared);
     EXPECT_EQ(token_requests(), 1U);
-    // A different secret, tenant or client must never borrow that token.
-    EXPECT_EQ(authorization(*azure("client-1", "wrong", "tenant-1"), url), "Bearer token-2");
-    EXPECT_EQ(authorization(*azure("client-1", secret, "tenant-2"), url), "Bearer token-3");
-    EXPECT_EQ(last_token_request().tenant, "tenant-2");
-    EXPECT_EQ(authorization(*azure("client-2", secret, "tenant-1"), url), "Bearer token-4");
+    // A different secret, tenant or client must never borrow that token: each asks the endpoint,
+    // which refuses the wrong secret.
+    EXPECT_THROW(authorization(*factory("client-1", "wrong", "tenant-1"), url),
+                 rest::exceptions::authentication_failed);
+    EXPECT_NE(authorization(*factory("client-1", secret, "tenant-2"), url), shared);
+    EXPECT_EQ(last_request().target, "/tenant-2/oauth2/token");
+    EXPECT_NE(authorization(*factory("client-2", secret, "tenant-1"), url), shared);
     EXPECT_EQ(token_requests(), 4U);
 }
 
@@ -201,78 +163,64 @@ TEST_F(token_endpoint_test, many_threads_wanting_one_token_cause_one_fetch) {
         auto azure = provider();
         headers.push_back(std::async(std::launch::async, [azure, start, this] {
             start.wait();
-            return authorization(*azure, "https://management.example.com/");
+            return authorization(*azure, resource + "/");
         }));
     }
     go.set_value();
-    for (auto& header : headers) {
-        EXPECT_EQ(header.get(), "Bearer token-1");
+    const std::string first = headers.front().get();
+    for (auto header = std::next(headers.begin()); header != headers.end(); ++header) {
+        EXPECT_EQ(header->get(), first);
     }
     EXPECT_EQ(token_requests(), 1U);
 }
 
 TEST_F(token_endpoint_test, the_token_authorizes_requests_over_the_shared_connection) {
-    const auto shared = factory();
     rest::rest_helper_settings settings;
-    settings.base_url = server.url();
-    settings.authentication_provider = shared.azuread_provider("client-1", secret, "tenant-1");
-    auto client = shared.make_client(settings);
-    EXPECT_EQ(client->send_request_path("subscriptions", {}).status_code, 200);
-    EXPECT_EQ(client->send_request_path("subscriptions", {}).status_code, 200);
-    EXPECT_EQ(last_token_request().resource, server.url());
+    settings.base_url = emu.base_url();
+    settings.authentication_provider = provider();
+    auto client = rest::impl::clients_over(pool)(settings);
+    const std::string path = "subscriptions/subscription-1/locations?api-version=2020-01-01";
+    EXPECT_EQ(client->send_request_path(path, {}).status_code, 200);
+    EXPECT_EQ(client->send_request_path(path, {}).status_code, 200);
     EXPECT_EQ(token_requests(), 1U);
-    EXPECT_EQ(server.connections(), 1U);
+    EXPECT_EQ(emu.counters().connections_accepted, 1U);
 }
 
 TEST_F(token_endpoint_test, an_error_answer_says_what_the_endpoint_said) {
-    answer = [](const seen_token_request&) {
-        return std::make_pair(
-            401,
-            std::string(
-                R"({"error":"invalid_client","error_description":"AADSTS7000215: Invalid client secret provided.","error_codes":[7000215]})"));
-    };
+    answer_tokens_with(
+        401,
+        R"({"error":"invalid_client","error_description":"AADSTS7000215: Invalid client secret provided.","error_codes":[7000215]})");
     EXPECT_EQ(
         failure_text<rest::exceptions::authentication_failed>(
-            [&] { authorization(*provider(), "https://management.example.com/"); }),
+            [&] { authorization(*provider(), resource + "/"); }),
         "Authentication failed: invalid_client: AADSTS7000215: Invalid client secret provided.");
 }
 
 TEST_F(token_endpoint_test, the_secret_never_reaches_an_error_text) {
-    const std::vector<answer_function> echoes = {
-        [](const seen_token_request& request) {
-            return std::make_pair(400, R"({"error":"invalid_request","error_description":"got )" +
-                                           request.body + "\"}");
-        },
-        [](const seen_token_request& request) {
-            return std::make_pair(400,
-                                  R"({"error":"invalid_request","error_description":"secret )" +
-                                      request.client_secret + "\"}");
-        },
-    };
-    for (const auto& echo : echoes) {
-        answer = echo;
+    // Endpoints that echo the form, or the secret itself, in their error description.
+    for (const std::string& echoed :
+         {std::string("client_id=client-1&client_secret=") + encoded_secret, std::string(secret)}) {
+        answer_tokens_with(
+            400, R"({"error":"invalid_request","error_description":"got )" + echoed + "\"}");
         EXPECT_THAT(
             failure_text<rest::exceptions::authentication_failed>(
-                [&] { authorization(*provider(), "https://management.example.com/"); }),
+                [&] { authorization(*provider(), resource + "/"); }),
             AllOf(HasSubstr("********"), Not(HasSubstr(secret)), Not(HasSubstr(encoded_secret))));
     }
 }
 
 TEST_F(token_endpoint_test, a_failed_fetch_is_tried_again_on_the_next_request) {
-    answer = [](const seen_token_request&) {
-        return std::make_pair(503, std::string("<html>busy</html>"));
-    };
+    answer_tokens_with(503, "<html>busy</html>", 1, "text/html");
     auto azure = provider();
     EXPECT_THAT(failure_text<rest::exceptions::authentication_failed>(
-                    [&] { authorization(*azure, "https://management.example.com/"); }),
+                    [&] { authorization(*azure, resource + "/"); }),
                 HasSubstr("HTTP 503"));
-    answer = nullptr;
-    EXPECT_EQ(authorization(*azure, "https://management.example.com/"), "Bearer token-2");
+    EXPECT_THAT(authorization(*azure, resource + "/"), ::testing::StartsWith("Bearer ey"));
     EXPECT_EQ(token_requests(), 2U);
 }
 
 TEST(azuread_provider, an_unreachable_token_endpoint_is_a_connection_failure) {
-    const rest::testing::refusing_port refusing;
+    const zentrova::monitoring_modules::testing::refusing_port refusing;
     rest::impl::azuread_provider_impl azure(
         "client-1", secret, "tenant-1",
         {"https://127.0.0.1:" + std::to_string(refusing.port()), {}, {}});

@@ -14,7 +14,7 @@
 
 #include "emulator/tls_identity.hpp"
 #include "rest/impl/curl/openssl_trust_store.hpp"
-#include "tests/rest/test_https_server.hpp"
+#include "tests/support/scratch_directory.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
 namespace emulator = zentrova::monitoring_modules::emulator;
@@ -47,12 +47,12 @@ bool accepts(SSL_CTX* context, const std::string& certificate_file) {
 
 class openssl_trust_store_test : public ::testing::Test {
 protected:
-    rest::testing::temporary_directory directory;
-    rest::testing::temporary_directory other_directory;
-    emulator::tls_identity_files server =
-        emulator::write_tls_identity(emulator::tls_identity::for_loopback(), directory.path());
+    zentrova::monitoring_modules::testing::scratch_directory directory{"trust-store"};
+    zentrova::monitoring_modules::testing::scratch_directory other_directory{"trust-store-other"};
+    emulator::tls_identity_files server = emulator::write_tls_identity(
+        emulator::tls_identity::for_loopback(), directory.path().string());
     emulator::tls_identity_files stranger = emulator::write_tls_identity(
-        emulator::tls_identity::for_loopback(), other_directory.path());
+        emulator::tls_identity::for_loopback(), other_directory.path().string());
 };
 
 TEST_F(openssl_trust_store_test, every_context_shares_one_store_that_trusts_each_source) {
@@ -96,7 +96,7 @@ TEST_F(openssl_trust_store_test, the_store_outlives_the_pool_in_the_contexts_tha
 }
 
 TEST_F(openssl_trust_store_test, an_unreadable_system_bundle_fails_every_connection_naming_it) {
-    const std::string missing = directory.path() + "/no-such-bundle.pem";
+    const std::string missing = directory.path().string() + "/no-such-bundle.pem";
     rest::impl::openssl_trust_store store(server.ca_file);
     store.use_system_cas(missing, "");
     for (int attempt = 0; attempt < 2; ++attempt) {

@@ -136,26 +136,6 @@ TEST(url_rebuilding, writes_the_chosen_parts) {
     }
 }
 
-TEST(exception_texts, append_details_only_when_there_are_some) {
-    namespace ex = rest::exceptions;
-    const std::vector<std::pair<std::string, std::string>> without_details = {
-        {ex::add_header_failed("X-Name").what(), "Adding header 'X-Name' failed"},
-        {ex::authentication_failed().what(), "Authentication failed"},
-        {ex::connection_failed().what(), "Connection failed"},
-        {ex::cookie_not_found("sid").what(), "Cookie 'sid' not found"},
-        {ex::header_not_found("Content-Type").what(), "Header 'Content-Type' not found"},
-        {ex::invalid_method().what(), "Invalid Request method"},
-        {ex::invalid_url("a b").what(), "Url 'a b' cannot be parsed"},
-        {ex::multiple_authentication_methods().what(), "Multiple authentication methods specified"},
-        {ex::request_failed().what(), "Request failed"},
-    };
-    for (const auto& [actual, expected] : without_details) {
-        EXPECT_EQ(actual, expected);
-    }
-    const std::exception& with_details = ex::add_header_failed("X-Name", "bad");
-    EXPECT_STREQ(with_details.what(), "Adding header 'X-Name' failed: bad");
-}
-
 TEST(header_lookup, compares_names_exactly) {
     rest::response answer;
     answer.headers = {{"Content-Type", "application/json"}, {"x-ms-request-id", "42"}};
@@ -165,17 +145,6 @@ TEST(header_lookup, compares_names_exactly) {
     EXPECT_EQ(failure_text<rest::exceptions::header_not_found>(
                   [&] { rest::get_header(answer.headers, "content-type"); }),
               "Header 'content-type' not found");
-}
-
-TEST(set_cookie_parsing, keeps_name_and_value_and_drops_attributes) {
-    using rest::impl::parse_set_cookie;
-    using pair = std::pair<std::string, std::string>;
-    EXPECT_EQ(parse_set_cookie("a=1"), pair("a", "1"));
-    EXPECT_EQ(parse_set_cookie("sid=abc; Path=/; HttpOnly"), pair("sid", "abc"));
-    EXPECT_EQ(parse_set_cookie("token=x=y; Secure"), pair("token", "x=y"));
-    EXPECT_EQ(parse_set_cookie("empty=; Max-Age=0"), pair("empty", ""));
-    EXPECT_EQ(parse_set_cookie(" spaced = v ;x"), pair("spaced", "v"));
-    EXPECT_EQ(parse_set_cookie("no-pair; Path=/"), pair());
 }
 
 TEST(base64, encodes_and_decodes_utf8_text) {

@@ -140,27 +140,13 @@ TEST(SubscriptionCostSensor, EveryOptionOnReportsCostsForecastBudgetsAndTheTopRe
     EXPECT_EQ(queries[1].header("Content-Type"), "application/json");
 
     const std::string log = harness.sensor_log(1);
+    // The values the check worked out, as the log shows them.
     for (const char* line :
-         {"Billing period response: {",
-          "Billing periods:\n",
-          "- 202410-1: 2024-09-15 - 2024-10-14\n",
-          "- 202411-1: 2024-10-15 - 2024-11-14\n",
+         {"- 202411-1: 2024-10-15 - 2024-11-14\n",
           "Using period 2024-09-15 to 2024-11-14 for previous/current costs\n",
-          "Cost response: {",
-          "Cost values:\n",
-          "- 202410-1: 1234.560000 EUR\n",
-          "Previous cost: 1234.560000\n",
-          "Current cost:  987.650000\n",
-          "Forecast response: {",
-          "Forecast values:\n",
-          "Forecast: 1216.400000\n",
-          "Budget response: {",
-          "Budgets:\n",
-          "- monthly-total 987.650000 of 1500.000000 used\n",
+          "Previous cost: 1234.560000\n", "Current cost:  987.650000\n", "Forecast: 1216.400000\n",
           "- web-team 456.300000 of 400.000000 used\n",
-          "Using period 2024-10-15 to 2024-11-14 for most expensive service\n",
-          "Most expensive service is rg-web with 456.30 EUR\n",
-          "Response Message is: #:most-expensive-service[rg-web,456.30,EUR]\n"}) {
+          "Most expensive service is rg-web with 456.30 EUR\n"}) {
         EXPECT_THAT(log, HasSubstr(line));
     }
     EXPECT_THAT(log, Not(HasSubstr(harness.client_secret())));
@@ -249,19 +235,6 @@ TEST(SubscriptionCostSensor, PeriodsWithoutCostRowsCostNothingAndKeepTheCurrency
     EXPECT_THAT(checked.stored, IsEmpty());
 }
 
-TEST(SubscriptionCostSensor, NoBillingPeriodFailsTheCheckBeforeAnyCostIsAsked) {
-    azure_harness none(
-        world([](jsoncons::json& sub) { sub["billing_periods"] = jsoncons::json::parse("[]"); }));
-    const auto failed = none.create_and_check(1, cost_sensor(none));
-    EXPECT_EQ(failed.response_code, 3);
-    EXPECT_EQ(failed.message, "#:error.generic");
-    EXPECT_THAT(failed.values, IsEmpty());
-    EXPECT_THAT(failed.declared_channels, IsEmpty());
-    EXPECT_THAT(none.sensor_log(1), HasSubstr("No billing periods found. Cannot continue."));
-    EXPECT_THAT(none.sensor_log(1), HasSubstr("Response Message is: #:error.generic"));
-    EXPECT_EQ(none.emulator().counters().requests("cost_query"), 0U);
-}
-
 // A check that fails keeps what it declared and stored before the failure, and reports no value.
 struct failing_world {
     const char* what;
@@ -292,6 +265,9 @@ TEST(SubscriptionCostSensor, ForeignCurrenciesAndMissingColumnsFailTheCheck) {
          R"({"route": "cost_query", "body": "{\"properties\":{\"columns\":[{\"name\":\"PreTaxCost\"},)"
          R"({\"name\":\"BillingPeriod\"},{\"name\":\"currency\"}],\"rows\":[[5,\"p\",\"EUR\"]]}}"})",
          "Required columns are not found inside the JSON response.", false},
+        {"no billing period",
+         [](jsoncons::json& sub) { sub["billing_periods"] = jsoncons::json::parse("[]"); }, "",
+         "No billing periods found. Cannot continue.", false},
         {"cost query without properties", unchanged,
          R"({"route": "cost_query", "body": "{\"rows\":[]}"})", "The queried field is empty.",
          false},
@@ -484,13 +460,12 @@ TEST(SubscriptionCostSensor, MostExpensiveServiceIsNamedForEveryGrouping) {
     }
 }
 
-TEST(SubscriptionCostSensor, MostExpensiveServiceTiesCommasZerosAndNothing) {
+TEST(SubscriptionCostSensor, MostExpensiveServiceTiesCommasAndNothing) {
     const std::vector<std::pair<const char*, const char*>> cases{
         {R"({"Storage": 50, "Backup": 50, "Compute": 10})",
          "#:most-expensive-service[Backup,50.00,EUR]"},
         {R"({"Compute, EU": 1234.5, "Storage": 10})",
          "#:most-expensive-service[Compute, EU,1234.50,EUR]"},
-        {R"({"b": 0, "a": 0})", "#:most-expensive-service[a,0.00,EUR]"},
         {"{}", ""},
     };
     for (const auto& [costs, message] : cases) {
@@ -530,20 +505,6 @@ TEST(SubscriptionCostSensor, KeptBaseUrlPointsTheSensorAtAnotherRoot) {
             }
         }
     }
-}
-
-TEST(SubscriptionCostSensor, FailedRequestsEndTheCheckWithTheirMessage) {
-    azure_harness harness;
-    const auto settings = cost_sensor(harness, {{"show_budgets", "enabled"}});
-    ASSERT_EQ(harness.create(1, settings).code, 0);
-    harness.emulator().set_faults_json(R"({"route": "budgets", "status": 403})");
-    const auto checked = harness.check(1, settings);
-    EXPECT_EQ(checked.response_code, 3);
-    EXPECT_EQ(
-        checked.message,
-        "#:error.request_failed[Request failed: HTTP request was not successful: 403: Forbidden]");
-    EXPECT_THAT(checked.values, IsEmpty());
-    EXPECT_THAT(harness.sensor_log(1), HasSubstr("Budget response: {\"error\":"));
 }
 
 }  // namespace

@@ -1,194 +1,35 @@
 #include "tests/support/azure_harness.hpp"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <jsoncons/json.hpp>
-#include <sstream>
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
 
-std::string read_file(const std::filesystem::path& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
+emulator_owner started(const emulator::emulator_options& options) {
+    return {std::make_unique<emulator::azure_emulator>(options)};
 }
 
-std::string fresh_log_dir() {
-    static std::atomic<int> counter{0};
-    const auto dir =
-        std::filesystem::temp_directory_path() /
-        ("azure-harness-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
-    std::filesystem::remove_all(dir);
-    return dir.string();
+azure_world world_of(const emulator::azure_emulator& server,
+                     const emulator::emulator_options& options) {
+    const auto scenario = jsoncons::json::parse(
+        options.scenario_json.empty() ? emulator::default_scenario_json() : options.scenario_json);
+    const auto& tenant = scenario["tenants"][0];
+    return {server.base_url(),
+            server.login_url(),
+            server.ca_file(),
+            tenant["id"].as<std::string>(),
+            tenant["applications"][0]["client_id"].as<std::string>(),
+            tenant["applications"][0]["client_secret"].as<std::string>(),
+            scenario["subscriptions"][0]["id"].as<std::string>()};
 }
 
 }  // namespace
 
-bool scan_outcome::has_value(int channel_id) const {
-    for (const auto& v : values) {
-        if (v.id == channel_id) {
-            return true;
-        }
-    }
-    return false;
-}
-
-double scan_outcome::value(int channel_id) const {
-    for (const auto& v : values) {
-        if (v.id == channel_id) {
-            return v.value;
-        }
-    }
-    ADD_FAILURE() << "channel " << channel_id << " has no value; message: " << message;
-    return 0.0;
-}
-
 azure_harness::azure_harness(const emulator::emulator_options& options)
-    : log_dir_(fresh_log_dir()), emulator_(std::make_unique<emulator::azure_emulator>(options)) {
-    ::setenv("MICROSOFTAZURE_ARM_ENDPOINT", emulator_->base_url().c_str(), 1);
-    ::setenv("MICROSOFTAZURE_LOGIN_ENDPOINT", emulator_->login_url().c_str(), 1);
-    ::setenv("MICROSOFTAZURE_CA_BUNDLE", emulator_->ca_file().c_str(), 1);
-    ::setenv("MICROSOFTAZURE_LOG_DIR", log_dir_.c_str(), 1);
+    : emulator_owner(started(options)), module_driver(world_of(*emulator_, options)) {}
 
-    const auto scenario = jsoncons::json::parse(
-        options.scenario_json.empty() ? emulator::default_scenario_json() : options.scenario_json);
-    const auto& tenant = scenario["tenants"][0];
-    tenant_id_ = tenant["id"].as<std::string>();
-    client_id_ = tenant["applications"][0]["client_id"].as<std::string>();
-    client_secret_ = tenant["applications"][0]["client_secret"].as<std::string>();
-    subscription_id_ = scenario["subscriptions"][0]["id"].as<std::string>();
-
-    module_ = std::make_unique<host::module_library>(MICROSOFTAZURE_MODULE_PATH);
-    if (module_->initialize() != 0) {
-        throw std::runtime_error("InitializeModule failed; see " + log_dir_);
-    }
-}
-
-azure_harness::~azure_harness() {
-    module_.reset();
-    emulator_->stop();
-    for (const char* name : {"MICROSOFTAZURE_ARM_ENDPOINT", "MICROSOFTAZURE_LOGIN_ENDPOINT",
-                             "MICROSOFTAZURE_CA_BUNDLE", "MICROSOFTAZURE_LOG_DIR"}) {
-        ::unsetenv(name);
-    }
-    std::error_code ignored;
-    std::filesystem::remove_all(log_dir_, ignored);
-}
-
-settings_buffer azure_harness::settings(const std::string& kind) const {
-    auto buffer = settings_buffer::with_credentials(kind, client_secret_);
-    const std::string prefix = "azure_credentials_section.credentials_group.";
-    buffer.settings[prefix + "tenant_id"] = tenant_id_;
-    buffer.settings[prefix + "client_id"] = client_id_;
-    buffer.settings[prefix + "subscription_id"] = subscription_id_;
-    return buffer;
-}
-
-settings_buffer azure_harness::with_state(int sensor_id, settings_buffer settings) const {
-    const auto found = states_.find(sensor_id);
-    if (found != states_.end()) {
-        for (const auto& [id, channel] : found->second.channels) {
-            settings.channels[id] = channel.name;
-        }
-        for (const auto& [key, value] : found->second.persistent_data) {
-            settings.persistent_data[key] = value;
-        }
-    }
-    return settings;
-}
-
-scan_outcome azure_harness::run(int sensor_id, const settings_buffer& settings, bool create) {
-    const std::string buffer = with_state(sensor_id, settings).to_json();
-    scan_outcome outcome;
-    outcome.code =
-        create ? module_->create_sensor(sensor_id, buffer) : module_->check(sensor_id, buffer);
-    for (const auto& text : module_->take_messages()) {
-        auto& state = states_[sensor_id];
-        state.remember(text);
-        all_messages_.push_back(text);
-        outcome.messages.push_back(text);
-        const auto message = jsoncons::ojson::parse(text);
-        const auto type = message["type"].as<std::string>();
-        if (type == "dynamic_channel") {
-            outcome.declared_channels.push_back(message["channel_id"].as<int>());
-        } else if (type == "persistent_data") {
-            outcome.stored[message["key"].as<std::string>()] = message["value"].as<std::string>();
-        } else if (type == "sensor_scan_result") {
-            outcome.response_code = message["response_code"].as<int>();
-            outcome.message = message["message"].as<std::string>();
-            for (const auto& channel : message["channels"].array_range()) {
-                channel_value v;
-                v.id = channel["id"].as<int>();
-                v.is_float = channel["kind"].as<std::string>() == "float";
-                v.value =
-                    channel["value"].is_string() ? std::nan("") : channel["value"].as<double>();
-                outcome.values.push_back(v);
-            }
-        }
-    }
-    return outcome;
-}
-
-scan_outcome azure_harness::create(int sensor_id, const settings_buffer& settings) {
-    return run(sensor_id, settings, true);
-}
-
-scan_outcome azure_harness::check(int sensor_id, const settings_buffer& settings) {
-    return run(sensor_id, settings, false);
-}
-
-scan_outcome azure_harness::create_and_check(int sensor_id, const settings_buffer& settings) {
-    const auto created = create(sensor_id, settings);
-    EXPECT_EQ(created.code, 0) << runtime_log();
-    auto checked = check(sensor_id, settings);
-    checked.declared_channels.insert(checked.declared_channels.begin(),
-                                     created.declared_channels.begin(),
-                                     created.declared_channels.end());
-    return checked;
-}
-
-discovery_outcome azure_harness::discover(const settings_buffer& settings, int sensor_id,
-                                          unsigned scan_id) {
-    discovery_outcome outcome;
-    outcome.code = module_->meta_scan(sensor_id, scan_id, settings.to_json());
-    for (const auto& text : module_->take_messages()) {
-        all_messages_.push_back(text);
-        outcome.messages.push_back(text);
-        const auto message = jsoncons::ojson::parse(text);
-        const auto type = message["type"].as<std::string>();
-        if (type == "metascan_progress") {
-            outcome.progress.push_back(message["progress"].as<int>());
-        } else if (type == "meta_scan_result") {
-            outcome.response_code = message["response_code"].as<int>();
-            outcome.message = message["message"].as<std::string>();
-            for (const auto& entry : message["entries"].array_range()) {
-                outcome.displays.push_back(entry["display"].as<std::string>());
-                std::map<std::string, std::string> row;
-                for (const auto& value : entry["values"].object_range()) {
-                    row[value.key()] = value.value().as<std::string>();
-                }
-                outcome.rows.push_back(std::move(row));
-            }
-        }
-    }
-    return outcome;
-}
-
-std::string azure_harness::sensor_log(int sensor_id) const {
-    return read_file(std::filesystem::path(log_dir_) /
-                     ("sensor_" + std::to_string(sensor_id) + ".log"));
-}
-
-std::string azure_harness::runtime_log() const {
-    return read_file(std::filesystem::path(log_dir_) / "MicrosoftAzure.log");
-}
+// The module goes first (module_driver), then the emulator it talked to.
+azure_harness::~azure_harness() = default;
 
 std::vector<std::string> azure_harness::targets(const std::string& route) const {
     std::vector<std::string> found;

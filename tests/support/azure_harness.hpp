@@ -1,54 +1,22 @@
 #pragma once
 
-#include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "emulator/azure_emulator.hpp"
-#include "host/host_state.hpp"
-#include "host/module_library.hpp"
-#include "tests/support/settings_buffer.hpp"
+#include "tests/support/module_driver.hpp"
 
 namespace zentrova::monitoring_modules::testing {
 
-// One channel value of a scan result.
-struct channel_value {
-    int id = 0;
-    bool is_float = true;
-    double value = 0.0;  // integers too, for easy comparison
+// The emulator of a harness, started before the module that talks to it.
+struct emulator_owner {
+    std::unique_ptr<emulator::azure_emulator> emulator_;
 };
 
-// What one create or check call brought back.
-struct scan_outcome {
-    int code = -1;           // what the export answered
-    int response_code = -1;  // of the scan result; -1 when none was sent
-    std::string message;     // of the scan result
-    std::vector<channel_value> values;
-    std::vector<int> declared_channels;         // channel ids declared in this call
-    std::map<std::string, std::string> stored;  // persistent data stored in this call
-    std::vector<std::string> messages;          // every message, as sent
-
-    bool has_value(int channel_id) const;
-    double value(int channel_id) const;  // fails the test when the channel has no value
-};
-
-// What one meta scan brought back.
-struct discovery_outcome {
-    int code = -1;
-    int response_code = -1;
-    std::string message;
-    std::vector<std::string> displays;
-    std::vector<std::map<std::string, std::string>> rows;
-    std::vector<int> progress;
-    std::vector<std::string> messages;
-};
-
-// The module loaded with dlopen as a probe loads it, pointed at an in-process emulator, with
-// logs in a fresh directory. Between calls it keeps each sensor's channel map and persistent
-// data from the module's messages and hands them back, as a probe does.
-class azure_harness {
+// The module driven against an in-process emulator, with the credentials of the scenario's
+// first application and subscription.
+class azure_harness : private emulator_owner, public module_driver {
 public:
     explicit azure_harness(const emulator::emulator_options& options = {});
     ~azure_harness();
@@ -56,44 +24,8 @@ public:
     azure_harness& operator=(const azure_harness&) = delete;
 
     emulator::azure_emulator& emulator() { return *emulator_; }
-    host::module_library& module() { return *module_; }
-
-    // The connection settings and the credentials of the scenario's first application and
-    // subscription, with logging enabled.
-    settings_buffer settings(const std::string& kind) const;
-    const std::string& client_secret() const { return client_secret_; }
-    const std::string& subscription_id() const { return subscription_id_; }
-
-    // The calls, each carrying the sensor's channel map and persistent data so far.
-    scan_outcome create(int sensor_id, const settings_buffer& settings);
-    scan_outcome check(int sensor_id, const settings_buffer& settings);
-    // Create and check in one go.
-    scan_outcome create_and_check(int sensor_id, const settings_buffer& settings);
-    discovery_outcome discover(const settings_buffer& settings, int sensor_id = 1,
-                               unsigned scan_id = 1);
-
-    host::sensor_state& state(int sensor_id) { return states_[sensor_id]; }
-
-    std::string sensor_log(int sensor_id) const;
-    std::string runtime_log() const;
-    // Every message the module sent since the harness started.
-    const std::vector<std::string>& all_messages() const { return all_messages_; }
     // The ARM targets (path and query) the emulator received for a route, in order.
     std::vector<std::string> targets(const std::string& route) const;
-
-private:
-    scan_outcome run(int sensor_id, const settings_buffer& settings, bool create);
-    settings_buffer with_state(int sensor_id, settings_buffer settings) const;
-
-    std::string log_dir_;
-    std::unique_ptr<emulator::azure_emulator> emulator_;
-    std::unique_ptr<host::module_library> module_;
-    std::string tenant_id_;
-    std::string client_id_;
-    std::string client_secret_;
-    std::string subscription_id_;
-    std::map<int, host::sensor_state> states_;
-    std::vector<std::string> all_messages_;
 };
 
 }  // namespace zentrova::monitoring_modules::testing

@@ -85,7 +85,7 @@ TEST(VirtualMachineDiscovery, EmptySubscriptionGivesAnEmptyTable) {
     EXPECT_THAT(found.rows, IsEmpty());
 }
 
-TEST(VirtualMachineDiscovery, FailuresEndTheScanWithCodeFiveAndNoRows) {
+TEST(VirtualMachineDiscovery, UnknownRegionsAndOddIdsEndTheScanWithCodeFiveAndNoRows) {
     azure_harness harness(with_machines(
         R"([{"name": "vm-a", "resource_group": "RG-Mixed", "location": "westeurope"},
             {"name": "vm-b", "resource_group": "rg", "location": "northpole"}])"));
@@ -96,28 +96,11 @@ TEST(VirtualMachineDiscovery, FailuresEndTheScanWithCodeFiveAndNoRows) {
     EXPECT_EQ(found.message, "An error occurred.invalid map<K, T> key");
     EXPECT_THAT(found.rows, IsEmpty());
 
-    harness.emulator().set_faults_json(R"({"route": "vm_list", "status": 403})");
-    found = harness.discover(settings);
-    EXPECT_EQ(found.response_code, 5);
-    EXPECT_EQ(found.message,
-              "An error occurred.Request failed: HTTP request was not successful: 403: Forbidden");
-
-    harness.emulator().clear_faults();
     harness.emulator().set_faults_json(R"({"route": "vm_list", "body":
         "{\"value\":[{\"name\":\"odd\",\"id\":\"/subscriptions/x\",\"location\":\"westeurope\",\"properties\":{\"storageProfile\":{\"osDisk\":{\"osType\":\"Linux\"}}}}]}"})");
     found = harness.discover(settings);
     EXPECT_EQ(found.response_code, 5);
     EXPECT_THAT(found.message, HasSubstr("'/subscriptions/x'"));
-
-    auto wrong_secret = settings;
-    wrong_secret.secure_settings["azure_credentials_section.credentials_group.client_secret"] =
-        "not-the-secret";
-    harness.emulator().clear_faults();
-    found = harness.discover(wrong_secret);
-    EXPECT_EQ(found.response_code, 5);
-    EXPECT_THAT(found.message,
-                HasSubstr("#:error.meta.authentication_failed[Authentication failed: "));
-    EXPECT_THAT(found.message, HasSubstr("AADSTS7000215"));
 }
 
 TEST(VirtualMachineDiscovery, KeepsTheResourceGroupAsTheIdWritesIt) {
@@ -219,9 +202,9 @@ TEST(VirtualMachineSensor, AMetricWithAnErrorCodeIsSkippedAndTheOthersReported) 
                 HasSubstr("Error Code:ResourceNotReadyfor metric Percentage CPU"));
 }
 
-// Status and connection failures of every kind are the reliability fault suite's; these are the
-// virtual machine's own.
-TEST(VirtualMachineSensor, AnswersWithoutMetricsAndAWrongSecretMapToTheirMessages) {
+// Status, connection and token failures of every kind are the reliability fault suite's; this one
+// is the virtual machine's own.
+TEST(VirtualMachineSensor, AnAnswerWithoutMetricsIsTheGenericError) {
     azure_harness harness;
     const auto settings = sensor_for_machine(harness, "rg-web", "vm-app-01");
     ASSERT_EQ(harness.create(1, settings).code, 0);
@@ -232,15 +215,6 @@ TEST(VirtualMachineSensor, AnswersWithoutMetricsAndAWrongSecretMapToTheirMessage
     EXPECT_EQ(checked.response_code, 3);
     EXPECT_EQ(checked.message, "#:error.generic");
     EXPECT_THAT(checked.values, IsEmpty());
-
-    auto wrong_secret = settings;
-    wrong_secret.secure_settings["azure_credentials_section.credentials_group.client_secret"] =
-        "wrong";
-    harness.emulator().clear_faults();
-    ASSERT_EQ(harness.create(2, wrong_secret).code, 0);
-    checked = harness.check(2, wrong_secret);
-    EXPECT_EQ(checked.message, "#:error.authentication_failed");
-    EXPECT_THAT(harness.sensor_log(2), HasSubstr("Authentication failed: "));
 }
 
 }  // namespace

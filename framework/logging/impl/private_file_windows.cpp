@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <string>
 
 #include "framework/logging/impl/private_file.hpp"
 
@@ -29,13 +30,42 @@ std::wstring wide(const std::string& text) {
     return result;
 }
 
+// The account this process runs as, as an SDDL SID ("S-1-5-21-..."); empty if it cannot be read.
+std::wstring process_user_sid() {
+    HANDLE token = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) {
+        return {};
+    }
+    DWORD size = 0;
+    GetTokenInformation(token, TokenUser, nullptr, 0, &size);
+    std::wstring result;
+    std::string buffer(size, '\0');
+    if (size != 0 && GetTokenInformation(token, TokenUser, buffer.data(), size, &size)) {
+        LPWSTR text = nullptr;
+        if (ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer.data())->User.Sid, &text)) {
+            result = text;
+            LocalFree(text);
+        }
+    }
+    CloseHandle(token);
+    return result;
+}
+
 }  // namespace
 
 std::FILE* open_private_file(const std::string& path) {
-    // Full access for the file's owner and the system account, nothing inherited from the folder.
+    // Full access for the account the probe runs as and the system account, nothing inherited
+    // from the folder. The account is named rather than "owner rights": an elevated process's
+    // new files are owned by the Administrators group.
+    const std::wstring user = process_user_sid();
+    if (user.empty()) {
+        errno = EACCES;
+        return nullptr;
+    }
+    const std::wstring sddl = L"D:P(A;;FA;;;" + user + L")(A;;FA;;;SY)";
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(
-            L"D:P(A;;FA;;;OW)(A;;FA;;;SY)", SDDL_REVISION_1, &descriptor, nullptr)) {
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(sddl.c_str(), SDDL_REVISION_1,
+                                                              &descriptor, nullptr)) {
         errno = EACCES;
         return nullptr;
     }

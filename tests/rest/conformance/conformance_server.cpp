@@ -209,7 +209,7 @@ conformance_server::conformance_server(const std::string& directory) {
                      description_.tls_ca_file);
     add_tls_listener(emulator::tls_identity::generate({"elsewhere.invalid"}, {}), "other-host",
                      description_.other_host_port, description_.other_host_ca_file);
-    refusing_socket_ = bind_loopback(description_.refusing_port);
+    description_.refusing_port = refusing_.port();
 
     for (const auto& source : listeners_) {
         if (::listen(source->socket, 64) != 0) {
@@ -257,9 +257,6 @@ void conformance_server::stop() {
     }
     for (const auto& source : listeners_) {
         ::close(source->socket);
-    }
-    if (refusing_socket_ >= 0) {
-        ::close(refusing_socket_);
     }
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/rest/conformance/server_description.hpp"
+#include "tests/support/refusing_port.hpp"
 
 namespace zentrova::monitoring_modules::rest::testing {
 
@@ -59,7 +60,7 @@ private:
 
     server_description description_;
     std::vector<std::unique_ptr<listener>> listeners_;
-    int refusing_socket_ = -1;
+    monitoring_modules::testing::refusing_port refusing_;
     std::atomic<bool> stopping_{false};
     mutable std::mutex mutex_;
     std::set<int> open_sockets_;

@@ -1,4 +1,4 @@
-#include "tests/rest/test_https_server.hpp"
+#include "bench/rest/test_https_server.hpp"
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
