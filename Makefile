@@ -7,7 +7,7 @@ CMAKE_FLAGS ?=
 export CCACHE_BASEDIR := $(CURDIR)
 LAUNCHER = $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 
-.PHONY: all deps configure build test demo bench format clean test-asan test-tsan fuzz soak
+.PHONY: all deps configure build test demo bench format clean test-asan test-tsan fuzz soak mutants
 
 all: build
 
@@ -33,7 +33,7 @@ format:
 	@git ls-files '*.hpp' '*.cpp' '*.h' | xargs clang-format -i
 
 clean:
-	@rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(FUZZ_DIR) $(WINDOWS_DIR)
+	@rm -rf $(BUILD_DIR) $(ASAN_DIR) $(TSAN_DIR) $(FUZZ_DIR) $(WINDOWS_DIR) $(MUTANTS_DIR)
 
 # More tests (README, "More tests"). Each sanitizer build has its own directory; a report from any
 # sanitizer fails the run.
@@ -74,6 +74,15 @@ fuzz: deps
 # SOAK_CHECKS checks through the exports; reports resident memory at the start and the end.
 soak: build
 	@$(BUILD_DIR)/bin/soak $(SOAK_CHECKS)
+
+# The faults of scripts/mutants.txt, one at a time, each against the test programs that should
+# catch it; MUTANTS picks faults by id (a regular expression, e.g. MUTANTS='^token-'). Ninja
+# finds the little a fault makes to rebuild much faster than the generated makefiles.
+MUTANTS_DIR ?= build-mutants
+MUTANTS ?=
+mutants:
+	@./scripts/install-deps.sh ninja-build
+	@MUTANTS_BUILD_DIR=$(MUTANTS_DIR) JOBS=$(JOBS) ./scripts/mutants.sh '$(MUTANTS)'
 
 # Windows (README, "Windows"): MicrosoftAzure.dll, TikoHelper.dll and the Windows test programs,
 # cross-built with mingw-w64 in their own directory, and the Windows suite run under Wine.
