@@ -20,7 +20,8 @@ azure_client::azure_client(framework::module::service_container& container,
     settings.base_url =
         !root_.empty() && root_.back() == '/' ? root_.substr(0, root_.size() - 1) : root_;
     settings.authentication_provider = factory->azuread_provider(
-        credentials.client_id, credentials.client_secret.get_as_plaintext(), credentials.tenant_id);
+        credentials.client_id, credentials.client_secret.get_as_plaintext(), credentials.tenant_id,
+        timeout);
     settings.timeout = timeout;
     client_ = factory->make_client(std::move(settings));
 }

@@ -38,10 +38,11 @@ std::unique_ptr<rest_interface> rest_factory::make_client(rest_helper_settings s
 }
 
 std::shared_ptr<authentication_provider_interface> rest_factory::azuread_provider(
-    std::string client_id, std::string client_secret, std::string tenant_id) const {
+    std::string client_id, std::string client_secret, std::string tenant_id,
+    std::uint32_t timeout_seconds) const {
     return std::make_shared<impl::azuread_provider_impl>(
         std::move(client_id), std::move(client_secret), std::move(tenant_id),
-        impl::azuread_provider_options{login_endpoint_, token_clients_, tokens_});
+        impl::azuread_provider_options{login_endpoint_, token_clients_, tokens_, timeout_seconds});
 }
 
 }  // namespace zentrova::monitoring_modules::rest

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -21,8 +22,8 @@ class rest_factory {
 public:
     // The endpoints from the variables MICROSOFTAZURE_ARM_ENDPOINT, MICROSOFTAZURE_LOGIN_ENDPOINT
     // and MICROSOFTAZURE_CA_BUNDLE (unset: the public cloud and the system's trust store). Throws
-    // exceptions::invalid_url naming the variable when an endpoint is not an http or https URL
-    // with a host, and std::invalid_argument naming the file when the CA bundle cannot be read
+    // exceptions::invalid_url naming the variable when an endpoint is not an https URL with a
+    // host, and std::invalid_argument naming the file when the CA bundle cannot be read
     // or holds no certificate.
     static std::shared_ptr<rest_factory> from_environment();
 
@@ -36,9 +37,11 @@ public:
 
     // Authorizes requests with Azure AD bearer tokens for an application's client credentials
     // (the secret as plain text, unwrapped by the caller at that moment). The tokens come from
-    // the login endpoint and live in the shared cache.
+    // the login endpoint and live in the shared cache; a token request waits at most
+    // `timeout_seconds` for its answer (0: rest_helper_settings::zero_timeout_seconds).
     std::shared_ptr<authentication_provider_interface> azuread_provider(
-        std::string client_id, std::string client_secret, std::string tenant_id) const;
+        std::string client_id, std::string client_secret, std::string tenant_id,
+        std::uint32_t timeout_seconds) const;
 
     // The Azure Resource Manager root that the sensors' URLs begin with; ends in "/".
     const std::string& arm_endpoint() const noexcept { return arm_endpoint_; }

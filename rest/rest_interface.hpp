@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -41,12 +42,20 @@ std::string get_header(const response& answer, const std::string& name);
 
 // What a client is built from; copied into the client.
 struct rest_helper_settings {
+    // A time-out of 0 means this many seconds: no request may wait without limit.
+    static constexpr std::uint32_t zero_timeout_seconds = 30;
+
     std::string base_url;  // scheme, host, optional port and base path of every request
     std::shared_ptr<authentication_provider_interface> authentication_provider;  // may be empty
     header_map default_headers;
     cookie_map default_cookies;
-    std::uint32_t timeout = 60;  // seconds to wait for a response; 0 waits without limit
+    std::uint32_t timeout = 60;  // seconds to wait for a response; 0: zero_timeout_seconds
 };
+
+// The largest answer body a client reads. A longer one fails the request before more than this
+// is held in memory; a real Azure answer, a cost query grouped by resource id included, is a
+// small fraction of it.
+constexpr std::size_t largest_answer_bytes = std::size_t{32} * 1024U * 1024U;
 
 // A synchronous HTTP client bound to one base URL. The sensors reach the Azure REST API only
 // through it; impl::rest_impl is the implementation, made by rest_factory. A client is used by

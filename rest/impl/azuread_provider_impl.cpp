@@ -81,6 +81,8 @@ azuread_provider_impl::azuread_provider_impl(std::string client_id, std::string 
                           ? std::move(options.client_factory)
                           : clients_over(make_connection_pool(), token_connect_timeout)),
       tokens_(options.tokens ? std::move(options.tokens) : std::make_shared<token_cache>()),
+      timeout_seconds_(options.timeout_seconds == 0 ? rest_helper_settings::zero_timeout_seconds
+                                                    : options.timeout_seconds),
       secret_digest_(token_cache::secret_digest(this->client_secret())) {}
 
 std::pair<std::string, std::string> azuread_provider_impl::get_authorization_header(
@@ -91,16 +93,18 @@ std::pair<std::string, std::string> azuread_provider_impl::get_authorization_hea
         // Scheme, host and a port that is not the scheme's default.
         resource = urls_.parse(url).rebuild(url_parts::scheme_only());
     }
+    // A fetch of another sensor is waited for as long as this one's own fetch could take.
+    const auto wait_limit = token_connect_timeout + std::chrono::seconds(timeout_seconds_);
     const std::string token =
         tokens_->get({login_endpoint_ + token_path_, client_id(), secret_digest_, resource},
-                     [&] { return fetch_token(resource); });
+                     wait_limit, [&] { return fetch_token(resource); });
     return {"Authorization", "Bearer " + token};
 }
 
 token_cache::fetched_token azuread_provider_impl::fetch_token(const std::string& resource) const {
     rest_helper_settings settings;
     settings.base_url = login_endpoint_;
-    settings.timeout = token_response_timeout_seconds;
+    settings.timeout = timeout_seconds_;
     const auto client = client_factory_(std::move(settings));
 
     request token_request;

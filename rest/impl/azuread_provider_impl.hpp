@@ -24,6 +24,10 @@ struct azuread_provider_options {
     rest_client_factory client_factory;
     // The process-wide cache. Empty: a cache of this provider alone.
     std::shared_ptr<token_cache> tokens;
+    // Seconds to wait for the token endpoint's answer (0: rest_helper_settings'
+    // zero_timeout_seconds); the sensor's own time-out, so that a silent endpoint costs a check
+    // no more than a silent Azure would.
+    std::uint32_t timeout_seconds = 30;
 };
 
 // Authorizes requests with an Azure AD bearer token obtained by the OAuth2 client-credentials
@@ -32,7 +36,6 @@ struct azuread_provider_options {
 class azuread_provider_impl final : public azuread_authentication_provider {
 public:
     static constexpr std::chrono::milliseconds token_connect_timeout{5000};
-    static constexpr std::uint32_t token_response_timeout_seconds = 30;
 
     azuread_provider_impl(std::string client_id, std::string client_secret, std::string tenant_id,
                           azuread_provider_options options = {});
@@ -46,6 +49,7 @@ private:
     std::string token_path_;
     rest_client_factory client_factory_;
     std::shared_ptr<token_cache> tokens_;
+    std::uint32_t timeout_seconds_;
     std::string secret_digest_;
     std::mutex urls_mutex_;
     recent_urls urls_;

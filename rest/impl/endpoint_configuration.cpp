@@ -11,11 +11,12 @@ namespace zentrova::monitoring_modules::rest::impl {
 
 namespace {
 
-// An endpoint root must name an http or https host and nothing that cannot be extended by a
-// path; otherwise every request of every sensor would fail later and less clearly.
+// An endpoint root must name an https host and nothing that cannot be extended by a path;
+// otherwise every request of every sensor would fail later and less clearly. Plain http is
+// refused: client secrets go to the login endpoint and bearer tokens to the ARM endpoint.
 void check_endpoint(const std::string& variable, const std::string& value) {
     const std::string expected =
-        variable + " must be an http or https URL with a host, such as https://host:port";
+        variable + " must be an https URL with a host, such as https://host:port";
     parsed_url url;
     try {
         url = parse_url(value);
@@ -25,8 +26,13 @@ void check_endpoint(const std::string& variable, const std::string& value) {
         throw exceptions::invalid_url(value,
                                       expected + " (the port is not a number of 0 to 65535)");
     }
-    if (url.scheme != "http" && url.scheme != "https") {
-        throw exceptions::invalid_url(value, expected);
+    if (url.scheme != "https") {
+        throw exceptions::invalid_url(
+            value, url.scheme != "http"
+                       ? expected
+                       : variable +
+                             " must be an https URL: the module sends client secrets and bearer "
+                             "tokens to it and never over a plain connection");
     }
     if (!url.user.empty() || !url.query.empty() || !url.fragment.empty() ||
         value.find_first_of("?#") != std::string::npos) {

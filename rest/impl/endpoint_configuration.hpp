@@ -21,8 +21,8 @@ struct endpoint_configuration {
     static endpoint_configuration from_environment();
 
     // Reads the three variables through `lookup` (nullopt or empty: unset, the default holds).
-    // Throws rest::exceptions::invalid_url naming the variable when an endpoint is not an http
-    // or https URL with a host, and std::invalid_argument when the CA bundle is not a readable
+    // Throws rest::exceptions::invalid_url naming the variable when an endpoint is not an https
+    // URL with a host, and std::invalid_argument when the CA bundle is not a readable
     // file.
     static endpoint_configuration from_variables(
         const std::function<std::optional<std::string>(const std::string&)>& lookup);

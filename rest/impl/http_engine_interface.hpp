@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -25,6 +27,7 @@ struct http_exchange {
     std::string password;
     std::chrono::milliseconds connect_timeout{30000};
     std::chrono::milliseconds response_timeout{0};  // 0: no limit
+    std::size_t body_limit = SIZE_MAX;              // a longer body ends the exchange
 };
 
 struct http_exchange_result {
@@ -34,12 +37,27 @@ struct http_exchange_result {
     std::string body;
 };
 
+// Appends a piece of a body unless the body would pass `limit`; then returns false and leaves the
+// body as it was. Capacity grows by doubling, but never past the limit: a capped body never
+// holds more memory than the cap.
+inline bool append_body(std::string& body, std::string_view piece, std::size_t limit) {
+    if (piece.size() > limit - body.size()) {
+        return false;
+    }
+    if (piece.size() > body.capacity() - body.size()) {
+        body.reserve(std::min(limit, std::max(body.size() + piece.size(), body.capacity() * 2)));
+    }
+    body.append(piece);
+    return true;
+}
+
 enum class exchange_status {
     completed,        // a response was read completely, whatever its status code
     header_refused,   // a header cannot be sent; nothing went out
     target_refused,   // host or target cannot be put into a request; nothing went out
     connect_failed,   // no connection: name resolution, refusal, time-out, TLS or certificate
     transfer_failed,  // connected, but sending or receiving failed or timed out
+    body_too_large,   // the body would pass body_limit; reading stopped there
 };
 
 struct exchange_outcome {

@@ -183,7 +183,10 @@ response rest_impl::send(const std::string& url_text, const request& request) {
         exchange.password = url.password;
     }
     exchange.connect_timeout = connect_timeout_;
-    exchange.response_timeout = std::chrono::milliseconds(std::uint64_t{timeout_} * 1000U);
+    const std::uint32_t timeout =
+        timeout_ == 0 ? rest_helper_settings::zero_timeout_seconds : timeout_;
+    exchange.response_timeout = std::chrono::milliseconds(std::uint64_t{timeout} * 1000U);
+    exchange.body_limit = largest_answer_bytes;
 
     std::pair<std::string, std::string> authorization;
     if (authentication_provider_) {
@@ -251,6 +254,12 @@ response rest_impl::send(const std::string& url_text, const request& request) {
             throw exceptions::connection_failed(engine_->last_error());
         case exchange_status::transfer_failed:
             break;
+        case exchange_status::body_too_large:
+            throw exceptions::request_failed(
+                "the answer from " + url.host + " is larger than " +
+                std::to_string(largest_answer_bytes / (1024U * 1024U)) +
+                " MiB, more than any Azure answer the module reads; reading stopped there (check "
+                "that the endpoint is an Azure endpoint)");
     }
     throw exceptions::request_failed(engine_->last_error());
 }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <exception>
 #include <functional>
 #include <map>
 #include <memory>
@@ -14,8 +17,9 @@ namespace zentrova::monitoring_modules::rest::impl {
 // Bearer tokens, one per token endpoint, client credentials and resource. The module's
 // rest_factory keeps one cache for the whole process and hands it to every Azure AD provider, so
 // that many sensors of one subscription cause one token request per token lifetime. Thread-safe:
-// callers that want the same token wait for a single fetch; callers that want different tokens do
-// not wait for each other. Token age is measured on a steady clock, never the wall clock.
+// callers that want the same token wait for a single fetch and take its outcome, token or
+// failure; callers that want different tokens do not wait for each other. Token age is measured
+// on a steady clock, never the wall clock.
 class token_cache {
 public:
     using clock_function = std::function<std::chrono::steady_clock::time_point()>;
@@ -46,18 +50,23 @@ public:
     explicit token_cache(clock_function now = std::chrono::steady_clock::now);
 
     // Returns the cached token when at least refresh_margin of it is left, otherwise calls
-    // `fetch` (under this token's lock) and keeps what it returns. A failing fetch keeps nothing
-    // and its exception passes through, so the next call tries again.
-    std::string get(const token_request& request, const std::function<fetched_token()>& fetch);
+    // `fetch` (under this token's lock) and keeps what it returns. A failing fetch keeps no token
+    // and its exception passes through to this caller and to those that waited for it; the next
+    // call after that tries again. A caller waits at most `wait_limit` for a fetch of another;
+    // then it fails with exceptions::authentication_failed.
+    std::string get(const token_request& request, std::chrono::milliseconds wait_limit,
+                    const std::function<fetched_token()>& fetch);
 
     // Number of tokens held (expired ones are dropped as new ones arrive).
     std::size_t size() const;
 
 private:
     struct entry {
-        std::mutex fetch_mutex;
+        std::timed_mutex fetch_mutex;
         std::string access_token;
         std::chrono::steady_clock::time_point expires_at{};
+        std::atomic<std::uint64_t> fetches_ended{0};  // changed under fetch_mutex
+        std::exception_ptr last_failure;              // of the last fetch, if it failed
     };
     // token endpoint, client id, secret digest, resource
     using key = std::tuple<std::string, std::string, std::string, std::string>;

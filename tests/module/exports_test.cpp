@@ -313,6 +313,21 @@ TEST_F(ModuleChecks, LogsHoldNoEmptyFilesAndNoHugeLines) {
     EXPECT_LT(log.size(), 256U * 1024U);
 }
 
+// Secrets and tokens never travel in clear: a plain-http endpoint stops the module at its start.
+TEST_F(ModuleChecks, APlainHttpEndpointIsRefusedAtInitialisation) {
+    for (const std::string variable :
+         {"MICROSOFTAZURE_ARM_ENDPOINT", "MICROSOFTAZURE_LOGIN_ENDPOINT"}) {
+        ::setenv(variable.c_str(), "http://127.0.0.1:1", 1);
+        EXPECT_EQ(module.initialize(), 1) << variable;
+        EXPECT_THAT(fixture.runtime_log(),
+                    HasSubstr(variable + " must be an https URL: the module sends client "
+                                         "secrets and bearer tokens to it and never over a "
+                                         "plain connection"));
+        ::setenv(variable.c_str(), "https://127.0.0.1:1", 1);
+    }
+    EXPECT_EQ(module.initialize(), 0);
+}
+
 #ifndef _WIN32
 // With no usable log, standard error is the only place left to say why the module did not start.
 TEST_F(ModuleChecks, AnUnusableLogFolderIsToldOnStandardError) {

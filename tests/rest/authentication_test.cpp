@@ -51,7 +51,31 @@ protected:
         return std::make_shared<rest::impl::azuread_provider_impl>(
             client_id, client_secret, tenant,
             rest::impl::azuread_provider_options{emu.login_url(), rest::impl::clients_over(pool),
-                                                 tokens});
+                                                 tokens, token_timeout});
+    }
+
+    // What `count` providers of the same credentials get when they ask at the same moment: each
+    // one's header, or its failure's text.
+    std::vector<std::string> ask_at_once(int count) {
+        std::promise<void> go;
+        const std::shared_future<void> start = go.get_future().share();
+        std::vector<std::future<std::string>> answers;
+        for (int thread = 0; thread < count; ++thread) {
+            answers.push_back(std::async(std::launch::async, [azure = provider(), start, this] {
+                start.wait();
+                try {
+                    return authorization(*azure, resource + "/");
+                } catch (const rest::exceptions::authentication_failed& failure) {
+                    return std::string(failure.what());
+                }
+            }));
+        }
+        go.set_value();
+        std::vector<std::string> texts;
+        for (auto& answer : answers) {
+            texts.push_back(answer.get());
+        }
+        return texts;
     }
 
     static std::string authorization(rest::authentication_provider_interface& source,
@@ -87,6 +111,7 @@ protected:
     std::string other_resource = "https://localhost:" + std::to_string(emu.port());
     std::shared_ptr<rest::impl::connection_pool_interface> pool =
         rest::impl::make_connection_pool({emu.ca_file(), 32});
+    std::uint32_t token_timeout = 30;
     std::chrono::steady_clock::time_point now{};
     std::shared_ptr<rest::impl::token_cache> tokens =
         std::make_shared<rest::impl::token_cache>([this] { return now; });
@@ -138,7 +163,7 @@ TEST_F(token_endpoint_test, providers_with_the_same_credentials_share_one_token)
     const rest::rest_factory module_factory(endpoints);
     const auto factory = [&](const std::string& client_id, const std::string& client_secret,
                              const std::string& tenant) {
-        return module_factory.azuread_provider(client_id, client_secret, tenant);
+        return module_factory.azuread_provider(client_id, client_secret, tenant, 30);
     };
     const std::string url = resource + "/subscriptions";
     const std::string shared = authorization(*factory("client-1", secret, "tenant-1"), url);
@@ -155,23 +180,30 @@ TEST_F(token_endpoint_test, providers_with_the_same_credentials_share_one_token)
 }
 
 TEST_F(token_endpoint_test, many_threads_wanting_one_token_cause_one_fetch) {
-    constexpr int threads = 8;
-    std::promise<void> go;
-    const std::shared_future<void> start = go.get_future().share();
-    std::vector<std::future<std::string>> headers;
-    for (int thread = 0; thread < threads; ++thread) {
-        auto azure = provider();
-        headers.push_back(std::async(std::launch::async, [azure, start, this] {
-            start.wait();
-            return authorization(*azure, resource + "/");
-        }));
-    }
-    go.set_value();
-    const std::string first = headers.front().get();
-    for (auto header = std::next(headers.begin()); header != headers.end(); ++header) {
-        EXPECT_EQ(header->get(), first);
-    }
+    const auto headers = ask_at_once(8);
+    EXPECT_THAT(headers.front(), ::testing::StartsWith("Bearer ey"));
+    EXPECT_THAT(headers, ::testing::Each(headers.front()));
     EXPECT_EQ(token_requests(), 1U);
+}
+
+// A silent token endpoint costs every sensor of the credentials one time-out together, not one
+// time-out each in turn: the waiters take the failure of the fetch they waited for.
+TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
+    emulator::fault silent;
+    silent.route = "token";
+    silent.kind = emulator::fault_kind::delay;
+    silent.delay_ms = 4000;
+    emu.set_fault(silent);
+    token_timeout = 1;
+    const auto failures = ask_at_once(4);
+    EXPECT_THAT(failures, ::testing::Each(AllOf(HasSubstr("Authentication failed: the token "
+                                                          "request to https://127.0.0.1:"),
+                                                HasSubstr("timed out"))));
+    EXPECT_EQ(token_requests(), 1U);
+    // A later request is no waiter of that fetch: it tries again.
+    emu.clear_faults();
+    EXPECT_THAT(authorization(*provider(), resource + "/"), ::testing::StartsWith("Bearer ey"));
+    EXPECT_EQ(token_requests(), 2U);
 }
 
 TEST_F(token_endpoint_test, the_token_authorizes_requests_over_the_shared_connection) {
@@ -240,7 +272,7 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
     const rest::impl::token_cache::token_request first{"https://login/t/oauth2/token", "c",
                                                        rest::impl::token_cache::secret_digest("s"),
                                                        "https://a"};
-    EXPECT_THROW(cache.get(first,
+    EXPECT_THROW(cache.get(first, std::chrono::seconds(1),
                            []() -> rest::impl::token_cache::fetched_token {
                                throw rest::exceptions::authentication_failed("no");
                            }),
@@ -251,12 +283,12 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
         return rest::impl::token_cache::fetched_token{"t" + std::to_string(fetches),
                                                       std::chrono::seconds(60)};
     };
-    EXPECT_EQ(cache.get(first, fetch), "t1");
-    EXPECT_EQ(cache.get(first, fetch), "t1");
+    EXPECT_EQ(cache.get(first, std::chrono::seconds(1), fetch), "t1");
+    EXPECT_EQ(cache.get(first, std::chrono::seconds(1), fetch), "t1");
     now += std::chrono::seconds(61);
     auto second = first;
     second.resource = "https://b";
-    EXPECT_EQ(cache.get(second, fetch), "t2");
+    EXPECT_EQ(cache.get(second, std::chrono::seconds(1), fetch), "t2");
     EXPECT_EQ(cache.size(), 1U);
 }
 

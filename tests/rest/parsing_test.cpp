@@ -183,16 +183,16 @@ TEST(endpoint_configuration, defaults_to_the_public_cloud_and_normalises_slashes
     EXPECT_EQ(defaults.ca_bundle, "");
     const auto local =
         configuration_from({{"MICROSOFTAZURE_ARM_ENDPOINT", "https://127.0.0.1:8443"},
-                            {"MICROSOFTAZURE_LOGIN_ENDPOINT", "http://127.0.0.1:9000//"}});
+                            {"MICROSOFTAZURE_LOGIN_ENDPOINT", "https://127.0.0.1:9000//"}});
     EXPECT_EQ(local.arm_endpoint, "https://127.0.0.1:8443/");
-    EXPECT_EQ(local.login_endpoint, "http://127.0.0.1:9000");
+    EXPECT_EQ(local.login_endpoint, "https://127.0.0.1:9000");
 }
 
 TEST(endpoint_configuration, names_the_variable_that_is_wrong) {
     for (const auto& variable : {"MICROSOFTAZURE_ARM_ENDPOINT", "MICROSOFTAZURE_LOGIN_ENDPOINT"}) {
-        for (const auto& value :
-             {"ftp://host.example", "management.azure.com", "https://host.example?x=1",
-              "https://host.example:port", "https://u:p@host.example"}) {
+        for (const auto& value : {"http://127.0.0.1:9000", "ftp://host.example",
+                                  "management.azure.com", "https://host.example?x=1",
+                                  "https://host.example:port", "https://u:p@host.example"}) {
             EXPECT_THAT(failure_text<rest::exceptions::invalid_url>([&] {
                             configuration_from({{variable, value}});
                         }),

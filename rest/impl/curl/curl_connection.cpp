@@ -21,7 +21,9 @@ static_assert(CURL_ERROR_SIZE <= 256, "the error buffer must hold CURL_ERROR_SIZ
 // What the callbacks of one exchange write into.
 struct transfer {
     http_exchange_result* result = nullptr;
+    std::size_t body_limit = SIZE_MAX;
     bool request_started = false;  // the connection stood and the request began to go out
+    bool body_too_large = false;
 };
 
 struct slist_deleter {
@@ -73,7 +75,11 @@ size_t on_header(char* data, size_t size, size_t count, void* context) {
 
 size_t on_body(char* data, size_t size, size_t count, void* context) {
     const size_t length = size * count;
-    static_cast<transfer*>(context)->result->body.append(data, length);
+    auto& state = *static_cast<transfer*>(context);
+    if (!append_body(state.result->body, {data, length}, state.body_limit)) {
+        state.body_too_large = true;
+        return 0;  // anything but `length` makes libcurl stop the transfer
+    }
     return length;
 }
 
@@ -250,6 +256,7 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
     header_slist headers = make_header_list(request);
     transfer state;
     state.result = &result;
+    state.body_limit = request.body_limit;
 
     set_option<CURLOPT_URL>(handle, url.c_str());
     set_option<CURLOPT_HTTPHEADER>(handle, headers.get());
@@ -300,6 +307,9 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
     } else {
         error =
             error_buffer_[0] != '\0' ? std::string(error_buffer_.data()) : curl.easy_strerror(code);
+    }
+    if (state.body_too_large) {
+        return {exchange_status::body_too_large, {}};
     }
     if (code == CURLE_URL_MALFORMAT) {
         return {exchange_status::target_refused, {}};

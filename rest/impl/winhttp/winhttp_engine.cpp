@@ -95,17 +95,21 @@ void read_headers(HINTERNET request, http_exchange_result& result) {
     }
 }
 
-bool read_body(HINTERNET request, std::string& body) {
+enum class body_read { complete, failed, too_large };
+
+body_read read_body(HINTERNET request, std::string& body, std::size_t limit) {
     std::array<char, 16384> buffer{};
     for (;;) {
         DWORD read = 0;
         if (!::WinHttpReadData(request, buffer.data(), static_cast<DWORD>(buffer.size()), &read)) {
-            return false;
+            return body_read::failed;
         }
         if (read == 0) {
-            return true;
+            return body_read::complete;
         }
-        body.append(buffer.data(), read);
+        if (!append_body(body, {buffer.data(), read}, limit)) {
+            return body_read::too_large;
+        }
     }
 }
 
@@ -278,8 +282,13 @@ exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchang
     }
     result.status_code = static_cast<std::int32_t>(status);
     read_headers(raw, result);
-    if (!read_body(raw, result.body)) {
-        return failure(::GetLastError());
+    switch (read_body(raw, result.body, request.body_limit)) {
+        case body_read::complete:
+            break;
+        case body_read::failed:
+            return failure(::GetLastError());
+        case body_read::too_large:
+            return {exchange_status::body_too_large, {}};
     }
     // Some WinHTTP versions report a connection closed in the middle of the body as its end.
     if (const auto expected = declared_length(result.headers);

@@ -148,7 +148,8 @@ public:
         return got > 0 ? static_cast<std::size_t>(got) : 0;
     }
 
-    void write(const std::string& bytes) {
+    // False when the peer is gone.
+    bool write(const std::string& bytes) {
         std::size_t sent = 0;
         while (sent < bytes.size()) {
             long result = 0;
@@ -159,10 +160,11 @@ public:
                 result = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
             }
             if (result <= 0) {
-                return;
+                return false;
             }
             sent += static_cast<std::size_t>(result);
         }
+        return true;
     }
 
     void close_quietly() {
@@ -320,6 +322,12 @@ void conformance_server::serve(listener& source, int socket, std::size_t connect
             bool hold = false;
             const std::string bytes = answer(request, connection_id, close_after, hold);
             peer.write(bytes);
+            if (close_after && bytes.find("chunked") != std::string::npos) {
+                // /endless: chunks until the client hangs up, 4 GiB at most.
+                const std::string chunk = "10000\r\n" + std::string(0x10000, ' ') + "\r\n";
+                for (int sent = 0; sent < 0x10000 && !stopping_ && peer.write(chunk); ++sent) {
+                }
+            }
             if (hold) {
                 // Silent until the client gives up (or the server stops).
                 while (peer.read(buffer.data(), buffer.size()) > 0) {
@@ -386,6 +394,11 @@ std::string conformance_server::answer(const std::string& request, std::size_t c
     if (path == "/hold") {
         hold = true;
         return {};
+    }
+    if (path == "/endless") {
+        close_after = true;
+        return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n"
+               "Transfer-Encoding: chunked\r\n\r\n";
     }
     if (path == "/not-http") {
         close_after = true;

@@ -27,6 +27,7 @@ namespace zentrova::monitoring_modules::rest::testing {
 //   /close-mid-body  a header promising 100 bytes, 9 of them, then the connection closes
 //   /close-silently  the connection closes without an answer
 //   /hold            no answer until the client gives up
+//   /endless         a chunked body that goes on until the client hangs up
 //   /not-http        an SSH banner
 //   /seen?<marker>   how many requests whose target held <marker> reached any listener
 //

@@ -344,21 +344,50 @@ TEST_P(engine_conformance, failures_after_connecting_are_request_failures) {
     struct failure_case {
         std::string path;
         std::string details;
+        std::uint32_t timeout = 1;
     };
     const std::vector<failure_case> cases = {
         {"close-mid-body", ""},
         {"close-silently", ""},
         {"hold", "timed out"},
         {"not-http", ""},
+        // Reading stops at the cap, long before the time-out.
+        {"endless", "is larger than 32 MiB", 60},
     };
     for (const auto& entry : cases) {
-        EXPECT_THAT(
-            failure_text<exceptions::request_failed>([&] {
-                client(settings_for(server.plain_url(), 1))->send_request_path(entry.path, get());
-            }),
-            AllOf(StartsWith("Request failed: "), HasSubstr(entry.details)))
+        EXPECT_THAT(failure_text<exceptions::request_failed>([&] {
+                        client(settings_for(server.plain_url(), entry.timeout))
+                            ->send_request_path(entry.path, get());
+                    }),
+                    AllOf(StartsWith("Request failed: "), HasSubstr(entry.details)))
             << entry.path;
     }
+}
+
+// A time-out of 0 would let a silent server hold a check for ever.
+TEST(rest_client, a_zero_timeout_waits_thirty_seconds) {
+    class recording_engine final : public impl::http_engine_interface {
+    public:
+        explicit recording_engine(std::vector<std::chrono::milliseconds>& seen) : seen_(seen) {}
+        impl::exchange_outcome exchange(const impl::http_exchange& request,
+                                        impl::http_exchange_result& result) override {
+            seen_.push_back(request.response_timeout);
+            result.status_code = 204;
+            return {};
+        }
+        const std::string& last_error() const override { return error_; }
+
+    private:
+        std::vector<std::chrono::milliseconds>& seen_;
+        std::string error_;
+    };
+    std::vector<std::chrono::milliseconds> seen;
+    for (const std::uint32_t timeout : {0U, 7U}) {
+        impl::rest_impl(settings_for("https://127.0.0.1:1", timeout),
+                        std::make_unique<recording_engine>(seen))
+            .send_request(get());
+    }
+    EXPECT_THAT(seen, ElementsAre(std::chrono::seconds(30), std::chrono::seconds(7)));
 }
 
 TEST_P(engine_conformance, a_client_keeps_working_after_a_failure) {
