@@ -6,12 +6,13 @@
 
 #include "fuzz/fuzz_target.hpp"
 #include "json/exceptions.hpp"
-#include "json/response_check.hpp"
+#include "microsoftazure/response_check.hpp"
 #include "rest/exceptions.hpp"
 
 namespace {
 
 namespace json = zentrova::monitoring_modules::json;
+namespace microsoftazure = zentrova::monitoring_modules::microsoftazure;
 namespace rest = zentrova::monitoring_modules::rest;
 using zentrova::monitoring_modules::fuzz::input_reader;
 using zentrova::monitoring_modules::fuzz::require;
@@ -38,7 +39,7 @@ MICROSOFTAZURE_FUZZ_TARGET(response_check) {
 
     const bool success = answer.status_code >= 200 && answer.status_code <= 299;
     try {
-        json::check_status(answer);
+        microsoftazure::check_status(answer);
         require(success, "a failed status passed the check");
     } catch (const rest::exceptions::request_failed& e) {
         require(!success, "a success status failed the check");
@@ -47,7 +48,7 @@ MICROSOFTAZURE_FUZZ_TARGET(response_check) {
     }
 
     try {
-        const auto parser = json::parse_json_response(answer);
+        const auto parser = microsoftazure::parse_json_response(answer);
         require(content_type.substr(0, 16) == "application/json",
                 "a body not declared as JSON was parsed");
         parser->get_string_array("/value");

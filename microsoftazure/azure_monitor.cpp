@@ -3,7 +3,7 @@
 #include <stdexcept>
 
 #include "json/exceptions.hpp"
-#include "json/response_check.hpp"
+#include "microsoftazure/response_check.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -58,7 +58,7 @@ std::vector<std::unique_ptr<json::parser_interface>> monitor_metric::data_points
 std::vector<monitor_metric> read_monitor_metrics(azure_client& client, const std::string& tail,
                                                  framework::logging::log_interface& log,
                                                  const std::string& no_metrics_text) {
-    const auto body = json::read_json_response(client.get(tail), "API response: ", log);
+    const auto body = read_json_response(client.get(tail), "API response: ", log);
     std::vector<std::unique_ptr<json::parser_interface>> elements;
     try {
         elements = body->get_object_array("/value");

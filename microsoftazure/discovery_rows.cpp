@@ -2,7 +2,7 @@
 
 #include "framework/logging/log_text.hpp"
 #include "json/exceptions.hpp"
-#include "json/response_check.hpp"
+#include "microsoftazure/response_check.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 
@@ -23,9 +23,9 @@ subscription_listing list_subscription(azure_client& client, const std::string& 
         log.write(framework::logging::debug,
                   "API response: " + framework::logging::clipped_for_log(answer.body));
     }
-    json::check_status(answer);
+    check_status(answer);
     auto regions = region_table::read(client, subscription_id, log);
-    return {object_rows(*json::parse_json_response(answer), "/value"), std::move(regions)};
+    return {object_rows(*parse_json_response(answer), "/value"), std::move(regions)};
 }
 
 int row_progress(std::size_t index, std::size_t count) {

@@ -2,14 +2,14 @@
 
 #include <stdexcept>
 
-#include "json/response_check.hpp"
 #include "microsoftazure/discovery_rows.hpp"
+#include "microsoftazure/response_check.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 
 region_table region_table::read(azure_client& client, const std::string& subscription_id,
                                 framework::logging::log_interface& log) {
-    const auto body = json::read_json_response(
+    const auto body = read_json_response(
         client.get("subscriptions/" + subscription_id + "/locations?api-version=2020-01-01"),
         "Locations response: ", log);
     region_table table;

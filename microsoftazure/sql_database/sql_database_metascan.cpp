@@ -4,10 +4,10 @@
 #include <stdexcept>
 
 #include "json/exceptions.hpp"
-#include "json/response_check.hpp"
 #include "microsoftazure/azure_client.hpp"
 #include "microsoftazure/discovery_rows.hpp"
 #include "microsoftazure/failure_ladder.hpp"
+#include "microsoftazure/response_check.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -97,11 +97,10 @@ void sql_database_metascan::scan(framework::responses::meta_scan_result& result)
     database_rows rows(regions, result);
     for (std::size_t i = 0; i < servers.size(); ++i) {
         const std::string server_id = servers[i]->get_string("/id");
-        const auto databases =
-            object_rows(*json::read_json_response(
-                            client.get(server_id + "/databases?api-version=2020-02-02-preview"),
-                            "Databases response: ", log()),
-                        "/value");
+        const auto databases = object_rows(
+            *read_json_response(client.get(server_id + "/databases?api-version=2020-02-02-preview"),
+                                "Databases response: ", log()),
+            "/value");
 
         // Each server has its share of the progress from 50 to 100; its user databases (the
         // system one is never listed) move the progress through that share.

@@ -1,6 +1,6 @@
 #include "microsoftazure/subscription_cost/cost_endpoint.hpp"
 
-#include "json/response_check.hpp"
+#include "microsoftazure/response_check.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 
@@ -25,7 +25,7 @@ void cost_endpoint::log(const std::string& line) const {
 
 std::unique_ptr<json::parser_interface> cost_endpoint::read(const std::string& label,
                                                             const rest::response& answer) const {
-    return json::read_json_response(answer, label, log_);
+    return read_json_response(answer, label, log_);
 }
 
 }  // namespace zentrova::monitoring_modules::microsoftazure

@@ -3,8 +3,8 @@
 #include <map>
 #include <stdexcept>
 
-#include "json/response_check.hpp"
 #include "microsoftazure/azure_monitor.hpp"
+#include "microsoftazure/response_check.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
@@ -102,9 +102,9 @@ void virtual_machine_sensor::read_metrics(scan_result& result) {
 }
 
 void virtual_machine_sensor::read_power_state(scan_result& result) {
-    const auto body = json::read_json_response(
-        client().get(settings().vm_id + "/instanceView?api-version=2020-06-01"),
-        "API response: ", log());
+    const auto body =
+        read_json_response(client().get(settings().vm_id + "/instanceView?api-version=2020-06-01"),
+                           "API response: ", log());
     std::string power_state;
     for (const auto& status : body->get_object_array("/statuses")) {
         const std::string code = status->get_string("/code");

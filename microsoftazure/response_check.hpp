@@ -7,7 +7,7 @@
 #include "json/parser_interface.hpp"
 #include "rest/rest_interface.hpp"
 
-namespace zentrova::monitoring_modules::json {
+namespace zentrova::monitoring_modules::microsoftazure {
 
 // Returns for a 2xx status; otherwise throws rest::exceptions::request_failed whose details are
 // "HTTP request was not successful: " + status + ": " + the reason phrase.
@@ -15,15 +15,15 @@ void check_status(const rest::response& answer);
 
 // Checks that the body is declared as JSON ("Content-Type" beginning with "application/json",
 // parameters allowed, letter case exact) and parses it. Throws rest::exceptions::header_not_found
-// without the header, exceptions::invalid_content_type for another type, and
-// exceptions::parse_error for a body that is not JSON.
-std::unique_ptr<parser_interface> parse_json_response(const rest::response& answer);
+// without the header, json::exceptions::invalid_content_type for another type, and
+// json::exceptions::parse_error for a body that is not JSON.
+std::unique_ptr<json::parser_interface> parse_json_response(const rest::response& answer);
 
 // What is done with every answer that is read: its body goes to `log` after `label` (built only
 // when the log keeps lines: bodies are large), so that a failing answer can still be read there,
 // then check_status and parse_json_response.
-std::unique_ptr<parser_interface> read_json_response(const rest::response& answer,
-                                                     const std::string& label,
-                                                     framework::logging::log_interface& log);
+std::unique_ptr<json::parser_interface> read_json_response(const rest::response& answer,
+                                                           const std::string& label,
+                                                           framework::logging::log_interface& log);
 
-}  // namespace zentrova::monitoring_modules::json
+}  // namespace zentrova::monitoring_modules::microsoftazure

@@ -1,4 +1,4 @@
-#include "json/response_check.hpp"
+#include "microsoftazure/response_check.hpp"
 
 #include <cstdint>
 
@@ -7,7 +7,7 @@
 #include "json/parser_factory.hpp"
 #include "rest/exceptions.hpp"
 
-namespace zentrova::monitoring_modules::json {
+namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
 
 constexpr const char* json_media_type = "application/json";
@@ -26,18 +26,18 @@ void check_status(const rest::response& answer) {
         answer.status_text);
 }
 
-std::unique_ptr<parser_interface> parse_json_response(const rest::response& answer) {
+std::unique_ptr<json::parser_interface> parse_json_response(const rest::response& answer) {
     const std::string content_type = rest::get_header(answer, "Content-Type");
     if (content_type.compare(0, json_media_type_length, json_media_type) != 0) {
-        throw exceptions::invalid_content_type(
+        throw json::exceptions::invalid_content_type(
             "REST response did not return 'application/json' as Content-Type.");
     }
-    return create_jsonpointer_parser(answer.body);
+    return json::create_jsonpointer_parser(answer.body);
 }
 
-std::unique_ptr<parser_interface> read_json_response(const rest::response& answer,
-                                                     const std::string& label,
-                                                     framework::logging::log_interface& log) {
+std::unique_ptr<json::parser_interface> read_json_response(const rest::response& answer,
+                                                           const std::string& label,
+                                                           framework::logging::log_interface& log) {
     if (log.enabled()) {
         log.write(framework::logging::debug,
                   label + framework::logging::clipped_for_log(answer.body));
@@ -46,4 +46,4 @@ std::unique_ptr<parser_interface> read_json_response(const rest::response& answe
     return parse_json_response(answer);
 }
 
-}  // namespace zentrova::monitoring_modules::json
+}  // namespace zentrova::monitoring_modules::microsoftazure
