@@ -1,5 +1,6 @@
 #include "framework/logging/impl/file_log.hpp"
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -25,15 +26,11 @@ std::string timestamp() {
 #else
     gmtime_r(&seconds, &utc);
 #endif
-    char text[40];
-    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &utc);
-    std::snprintf(text + length, sizeof text - length, ".%03dZ", static_cast<int>(millis));
-    return text;
+    std::array<char, 40> text{};
+    const size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &utc);
+    std::snprintf(text.data() + length, text.size() - length, ".%03dZ", static_cast<int>(millis));
+    return text.data();
 }
-
-}  // namespace
-
-namespace {
 
 // The log directory is made when missing, so a fresh deployment logs from the first call.
 std::FILE* open_for_append(const std::string& path) {
