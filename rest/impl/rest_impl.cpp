@@ -257,7 +257,7 @@ response rest_impl::send(const std::string& url_text, const request& request) {
         case exchange_status::body_too_large:
             throw exceptions::request_failed(
                 "the answer from " + url.host + " is larger than " +
-                std::to_string(largest_answer_bytes / (1024U * 1024U)) +
+                std::to_string(largest_answer_bytes / std::size_t{1024 * 1024}) +
                 " MiB, more than any Azure answer the module reads; reading stopped there (check "
                 "that the endpoint is an Azure endpoint)");
     }
