@@ -285,10 +285,20 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
     };
     EXPECT_EQ(cache.get(first, std::chrono::seconds(1), fetch), "t1");
     EXPECT_EQ(cache.get(first, std::chrono::seconds(1), fetch), "t1");
+    // A token's life starts when its request went out: a fetch that took 10 s leaves 29 s of a
+    // 60 s token after 21 s more, less than the margin.
+    now += std::chrono::seconds(61);
+    const auto slow_fetch = [&] {
+        now += std::chrono::seconds(10);
+        return fetch();
+    };
+    EXPECT_EQ(cache.get(first, std::chrono::seconds(1), slow_fetch), "t2");
+    now += std::chrono::seconds(21);
+    EXPECT_EQ(cache.get(first, std::chrono::seconds(1), fetch), "t3");
     now += std::chrono::seconds(61);
     auto second = first;
     second.resource = "https://b";
-    EXPECT_EQ(cache.get(second, std::chrono::seconds(1), fetch), "t2");
+    EXPECT_EQ(cache.get(second, std::chrono::seconds(1), fetch), "t4");
     EXPECT_EQ(cache.size(), 1U);
 }
 
