@@ -5,7 +5,7 @@
 #include <exception>
 #include <string>
 
-namespace zentrova::monitoring_modules::rest::testing {
+namespace zentrova::monitoring_modules::testing {
 
 // The what() text of the `expected_exception` that `call` throws. Anything else, or nothing,
 // fails the test and gives a text that no expectation matches.
@@ -23,4 +23,4 @@ std::string failure_text(callable&& call) {
     return "(no exception)";
 }
 
-}  // namespace zentrova::monitoring_modules::rest::testing
+}  // namespace zentrova::monitoring_modules::testing
