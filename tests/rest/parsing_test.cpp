@@ -2,11 +2,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <optional>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 
@@ -20,6 +18,7 @@
 #include "rest/rest_interface.hpp"
 #include "tests/rest/failure_text.hpp"
 #include "tests/rest/url_expression.hpp"
+#include "tests/support/text_file.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
 using rest::impl::parse_url;
@@ -207,10 +206,8 @@ TEST(endpoint_configuration, names_the_variable_that_is_wrong) {
 }
 
 std::string read_data(const std::string& name) {
-    std::ifstream file(std::string(MICROSOFTAZURE_REST_TEST_DATA) + "/" + name);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return zentrova::monitoring_modules::testing::read_text_file(MICROSOFTAZURE_REST_TEST_DATA "/" +
+                                                                 name);
 }
 
 rest::response answer(std::int32_t status, std::string body, std::string text = "OK") {

@@ -12,7 +12,7 @@ namespace zentrova::monitoring_modules::testing {
 
 // The whole text of a file; "" when there is none (a log the module has not written yet).
 inline std::string read_text_file(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path);
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
