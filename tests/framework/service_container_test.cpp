@@ -5,9 +5,13 @@
 
 #include <vector>
 
+#include "tests/support/failure_text.hpp"
+
 namespace zentrova::monitoring_modules::framework::module {
 namespace {
 
+using monitoring_modules::testing::failure_text;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -34,13 +38,8 @@ TEST(ServiceContainer, InstanceIsSharedAndFactoryMakesANewObjectEachTime) {
 
 TEST(ServiceContainer, MissingTypeNamesTheTypeInItsError) {
     service_container container;
-    try {
-        container.get<unregistered>();
-        FAIL() << "expected an exception";
-    } catch (const utils::exceptions::exception& e) {
-        EXPECT_THAT(e.what(), StartsWith("No instance available for: "));
-        EXPECT_THAT(e.what(), HasSubstr("unregistered"));
-    }
+    EXPECT_THAT(failure_text<utils::exceptions::exception>([&] { container.get<unregistered>(); }),
+                AllOf(StartsWith("No instance available for: "), HasSubstr("unregistered")));
     EXPECT_EQ(container.find<unregistered>(), nullptr);
 }
 
@@ -48,17 +47,11 @@ TEST(ServiceContainer, SecondRegistrationThrowsAndTheFirstStays) {
     service_container container;
     container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
         [] { return std::make_unique<greeter>("first"); }));
-    EXPECT_THROW(
-        {
-            try {
-                container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
-                    [] { return std::make_unique<greeter>("second"); }));
-            } catch (const utils::exceptions::exception& e) {
-                EXPECT_THAT(e.what(), StartsWith("Already contains instance of: "));
-                throw;
-            }
-        },
-        utils::exceptions::exception);
+    EXPECT_THAT(failure_text<utils::exceptions::exception>([&] {
+                    container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
+                        [] { return std::make_unique<greeter>("second"); }));
+                }),
+                StartsWith("Already contains instance of: "));
     EXPECT_EQ(container.get<greeter>()->name, "first");
 
     container.add_instance<int>(std::make_shared<int>(1));

@@ -7,10 +7,13 @@
 #include "framework/settings/secure_string.hpp"
 #include "framework/settings/sensor_data_wrapper.hpp"
 #include "framework/utils/exceptions.hpp"
+#include "tests/support/failure_text.hpp"
 
 namespace zentrova::monitoring_modules::framework::settings {
 namespace {
 
+using monitoring_modules::testing::failure_text;
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -42,50 +45,37 @@ TEST(SensorDataWrapper, MissingMembersMeanEmpty) {
     EXPECT_EQ(wrapper.get_kind(), "");
     EXPECT_TRUE(wrapper.get_channels().empty());
     EXPECT_TRUE(wrapper.get_persistent_data().empty());
-    try {
-        wrapper.get_value("timeout");
-        FAIL();
-    } catch (const utils::exceptions::setting_not_available& e) {
-        EXPECT_STREQ(e.what(), "The following setting was not available: timeout");
-    }
+    EXPECT_EQ(failure_text<utils::exceptions::setting_not_available>(
+                  [&] { wrapper.get_value("timeout"); }),
+              "The following setting was not available: timeout");
 }
 
-struct bad_buffer {
-    std::string text;
-    std::string reason;
-};
-
-class SensorDataWrapperRefuses : public ::testing::TestWithParam<bad_buffer> {};
-
-TEST_P(SensorDataWrapperRefuses, SayingWhatIsWrong) {
-    try {
-        wrap(GetParam().text);
-        FAIL() << "accepted " << GetParam().text;
-    } catch (const utils::exceptions::invalid_settings_buffer& e) {
-        EXPECT_THAT(e.what(), StartsWith("The settings buffer cannot be read: "));
-        EXPECT_THAT(e.what(), HasSubstr(GetParam().reason));
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    BadBuffers, SensorDataWrapperRefuses,
-    ::testing::Values(
-        bad_buffer{"not json", "not JSON"}, bad_buffer{"{\"kind\":", "not JSON"},
-        bad_buffer{"[1,2]", "must be a JSON object"},
-        bad_buffer{"\"text\"", "must be a JSON object"},
-        bad_buffer{R"({"kind":5})", "\"kind\" must be a text"},
-        bad_buffer{R"({"settings":[]})", "\"settings\" must be an object"},
-        bad_buffer{R"({"settings":{"timeout":60}})", "\"settings\".\"timeout\" must be a text"},
-        bad_buffer{R"({"secure_settings":{"k":null}})", "\"secure_settings\".\"k\" must be a text"},
-        bad_buffer{R"({"channels":{"one":"x"}})", "channel id \"one\" is not a decimal number"},
-        bad_buffer{R"({"channels":{"99999999999":"x"}})", "channel id"},
-        bad_buffer{R"({"persistent_data":{"k":true}})", "\"persistent_data\".\"k\""},
-        bad_buffer{R"({"settings":{"group":{"a":"1"}}})", "\"settings\".\"group\" must be a text"},
-        bad_buffer{R"({"kind":{"name":"x"}})", "\"kind\" must be a text"},
+TEST(SensorDataWrapper, RefusesABrokenBufferSayingWhatIsWrong) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {"not json", "not JSON"},
+        {"{\"kind\":", "not JSON"},
+        {"[1,2]", "must be a JSON object"},
+        {"\"text\"", "must be a JSON object"},
+        {R"({"kind":5})", "\"kind\" must be a text"},
+        {R"({"settings":[]})", "\"settings\" must be an object"},
+        {R"({"settings":{"timeout":60}})", "\"settings\".\"timeout\" must be a text"},
+        {R"({"secure_settings":{"k":null}})", "\"secure_settings\".\"k\" must be a text"},
+        {R"({"channels":{"one":"x"}})", "channel id \"one\" is not a decimal number"},
+        {R"({"channels":{"99999999999":"x"}})", "channel id"},
+        {R"({"persistent_data":{"k":true}})", "\"persistent_data\".\"k\""},
+        {R"({"settings":{"group":{"a":"1"}}})", "\"settings\".\"group\" must be a text"},
+        {R"({"kind":{"name":"x"}})", "\"kind\" must be a text"},
         // Broken text is reported as such even after a member of the wrong kind.
-        bad_buffer{R"({"settings":{"timeout":60},"kind":)", "not JSON"},
+        {R"({"settings":{"timeout":60},"kind":)", "not JSON"},
         // Problems are reported in member order, whatever the order of the text.
-        bad_buffer{R"({"persistent_data":[],"kind":1})", "\"kind\" must be a text"}));
+        {R"({"persistent_data":[],"kind":1})", "\"kind\" must be a text"},
+    };
+    for (const auto& [text, reason] : cases) {
+        EXPECT_THAT(failure_text<utils::exceptions::invalid_settings_buffer>([&] { wrap(text); }),
+                    AllOf(StartsWith("The settings buffer cannot be read: "), HasSubstr(reason)))
+            << text;
+    }
+}
 
 TEST(SensorDataWrapper, IgnoresMembersItDoesNotRead) {
     const auto wrapper = wrap(R"({"probe":{"settings":{"timeout":60},"list":[1,[2,{"a":null}]]},
@@ -124,37 +114,23 @@ TEST(KindString, ChecksLengthAndPatternWithoutQuotingTheValue) {
     validation_rules rules;
     rules.max_length = 5;
     EXPECT_EQ(kind_string::parse_and_validate("abcde", rules), "abcde");
-    try {
-        kind_string::parse_and_validate("secret", rules);
-        FAIL();
-    } catch (const utils::exceptions::setting_invalid& e) {
-        EXPECT_THAT(e.what(), StartsWith("Setting invalid: String too long. "));
-        EXPECT_THAT(e.what(), Not(HasSubstr("secret")));
-    }
+    EXPECT_THAT(failure_text<utils::exceptions::setting_invalid>(
+                    [&] { kind_string::parse_and_validate("secret", rules); }),
+                AllOf(StartsWith("Setting invalid: String too long. "), Not(HasSubstr("secret"))));
 
     validation_rules pattern;
     pattern.pattern = "[a-z]+";
     EXPECT_EQ(kind_securestring::parse_and_validate("abc", pattern), "abc");
-    try {
-        kind_securestring::parse_and_validate("abc1", pattern);
-        FAIL();
-    } catch (const utils::exceptions::setting_invalid& e) {
-        EXPECT_THAT(e.what(), StartsWith("Setting invalid: String does not match the rules. "));
-        EXPECT_THAT(e.what(), Not(HasSubstr("abc1")));
-    }
+    EXPECT_THAT(failure_text<utils::exceptions::setting_invalid>(
+                    [&] { kind_securestring::parse_and_validate("abc1", pattern); }),
+                AllOf(StartsWith("Setting invalid: String does not match the rules. "),
+                      Not(HasSubstr("abc1"))));
 
     validation_rules broken;
     broken.pattern = "([a-z";
-    EXPECT_THROW(
-        {
-            try {
-                kind_string::parse_and_validate("abc", broken);
-            } catch (const utils::exceptions::setting_invalid& e) {
-                EXPECT_THAT(e.what(), StartsWith("Setting invalid: RegEx error on validation. "));
-                throw;
-            }
-        },
-        utils::exceptions::setting_invalid);
+    EXPECT_THAT(failure_text<utils::exceptions::setting_invalid>(
+                    [&] { kind_string::parse_and_validate("abc", broken); }),
+                StartsWith("Setting invalid: RegEx error on validation. "));
 }
 
 TEST(KindString, MatchesLongValuesWithoutExhaustingTheStack) {
@@ -186,12 +162,8 @@ TEST(PersistentDataStorage, AtNamesAMissingKey) {
     EXPECT_EQ(data.at("currency"), "EUR");
     data["next_channel_id"] = "4";
     EXPECT_TRUE(data.exists("next_channel_id"));
-    try {
-        data.at("base_url");
-        FAIL();
-    } catch (const std::out_of_range& e) {
-        EXPECT_THAT(e.what(), HasSubstr("'base_url'"));
-    }
+    EXPECT_THAT(failure_text<std::out_of_range>([&] { data.at("base_url"); }),
+                HasSubstr("'base_url'"));
 }
 
 }  // namespace

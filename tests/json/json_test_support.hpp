@@ -2,22 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <typeinfo>
 
 #include "json/exceptions.hpp"
+#include "tests/support/text_file.hpp"
 
 namespace zentrova::monitoring_modules::json::test {
 
 // A published Azure response body kept beside the tests.
 inline std::string read_body(const std::string& file_name) {
-    std::ifstream file(std::string(MICROSOFTAZURE_JSON_TEST_DATA) + "/" + file_name);
-    EXPECT_TRUE(file.good()) << "missing test body " << file_name;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return monitoring_modules::testing::read_text_file(MICROSOFTAZURE_JSON_TEST_DATA "/" +
+                                                       file_name);
 }
 
 // `call` must throw exactly `Error` (not a subclass or base) with `message` and `details`.

@@ -2,12 +2,11 @@
 // change of a text, a member or their order shows here. A deliberate change updates the copy.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <jsoncons/json.hpp>
-#include <sstream>
 
 #include "definition/display_texts.hpp"
 #include "definition/module_definition.hpp"
+#include "tests/support/text_file.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure::definition {
 namespace {
@@ -18,11 +17,7 @@ std::string canonical(const std::string& text) {
 }
 
 std::string golden(const std::string& name) {
-    std::ifstream file(std::string(MICROSOFTAZURE_MODULE_TEST_DATA) + "/" + name);
-    EXPECT_TRUE(file) << name;
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return monitoring_modules::testing::read_text_file(MICROSOFTAZURE_MODULE_TEST_DATA "/" + name);
 }
 
 TEST(ModuleDocuments, MatchTheirGoldenCopies) {

@@ -5,6 +5,7 @@
 
 #include "framework/utils/exceptions.hpp"
 #include "settings/subscription_cost_sensor.hpp"
+#include "tests/support/failure_text.hpp"
 #include "tests/support/settings_buffer.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure::settings {
@@ -32,29 +33,23 @@ testing::settings_buffer cost_buffer() {
     return buffer;
 }
 
+// What parsing the cost sensor's record from `buffer` fails with.
 template <typename Exception>
 std::string failure(const testing::settings_buffer& buffer) {
-    try {
-        parse<subscription_cost_sensor>(buffer);
-    } catch (const Exception& e) {
-        return e.what();
-    }
-    return "no failure";
+    return testing::failure_text<Exception>([&] { parse<subscription_cost_sensor>(buffer); });
 }
 
 TEST(SettingsRecords, SelectionsAreExactAndNameTheEntryAndValue) {
-    auto buffer = cost_buffer();
-    buffer.settings["logging"] = "Enabled";
-    EXPECT_EQ(failure<selection_parse_error>(buffer),
-              "Entry logging: Selection value 'Enabled' not found.");
-    buffer = cost_buffer();
-    buffer.settings[cost_group + "show_budgets"] = "yes";
-    EXPECT_EQ(failure<selection_parse_error>(buffer),
-              "Entry show_budgets: Selection value 'yes' not found.");
-    buffer = cost_buffer();
-    buffer.settings[cost_group + "most_expensive_service_grouping"] = "ServiceName";
-    EXPECT_EQ(failure<selection_parse_error>(buffer),
-              "Entry most_expensive_service_grouping: Selection value 'ServiceName' not found.");
+    for (const auto& [key, value] : std::vector<std::pair<std::string, std::string>>{
+             {"logging", "Enabled"},
+             {cost_group + "show_budgets", "yes"},
+             {cost_group + "most_expensive_service_grouping", "ServiceName"}}) {
+        auto buffer = cost_buffer();
+        buffer.settings[key] = value;
+        EXPECT_EQ(failure<selection_parse_error>(buffer),
+                  "Entry " + key.substr(key.rfind('.') + 1) + ": Selection value '" + value +
+                      "' not found.");
+    }
 }
 
 TEST(SettingsRecords, TimeoutMustBePresentAndWithinItsBounds) {

@@ -86,9 +86,23 @@ settings_buffer subscription_cost_sensor(settings_buffer settings, const std::st
     return settings;
 }
 
-settings_buffer discovery(std::string kind, settings_buffer settings) {
-    settings.kind = std::move(kind);
+// A meta scan needs nothing beyond the connection and the credentials.
+template <const char* name>
+settings_buffer discovery(settings_buffer settings, const std::string&, std::size_t) {
+    settings.kind = name;
     return settings;
+}
+constexpr char vm_discovery[] = "virtual_machine_metascan";
+constexpr char sql_discovery[] = "sql_database_metascan";
+
+std::vector<kind_under_test> kinds_where(bool metascan) {
+    std::vector<kind_under_test> found;
+    for (const auto& kind : kinds_under_test()) {
+        if (kind.metascan == metascan) {
+            found.push_back(kind);
+        }
+    }
+    return found;
 }
 
 }  // namespace
@@ -102,38 +116,18 @@ const std::vector<kind_under_test>& kinds_under_test() {
          // Its requests wait a fixed 30 seconds, whatever the timeout setting says.
          false},
         {"sql_database_sensor", false, "sql_metrics", databases.size(), &sql_database_sensor, true},
-        {"virtual_machine_metascan", true, "vm_list", 1,
-         [](settings_buffer settings, const std::string&, std::size_t) {
-             return discovery("virtual_machine_metascan", std::move(settings));
-         },
-         true},
-        {"sql_database_metascan", true, "sql_servers", 1,
-         [](settings_buffer settings, const std::string&, std::size_t) {
-             return discovery("sql_database_metascan", std::move(settings));
-         },
-         true},
+        {vm_discovery, true, "vm_list", 1, &discovery<vm_discovery>, true},
+        {sql_discovery, true, "sql_servers", 1, &discovery<sql_discovery>, true},
     };
     return kinds;
 }
 
 std::vector<kind_under_test> sensor_kinds() {
-    std::vector<kind_under_test> found;
-    for (const auto& kind : kinds_under_test()) {
-        if (!kind.metascan) {
-            found.push_back(kind);
-        }
-    }
-    return found;
+    return kinds_where(false);
 }
 
 std::vector<kind_under_test> metascan_kinds() {
-    std::vector<kind_under_test> found;
-    for (const auto& kind : kinds_under_test()) {
-        if (kind.metascan) {
-            found.push_back(kind);
-        }
-    }
-    return found;
+    return kinds_where(true);
 }
 
 }  // namespace zentrova::monitoring_modules::testing

@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <map>
 #include <optional>
 #include <random>
@@ -20,6 +19,7 @@
 #include "rest/rest_interface.hpp"
 #include "tests/rest/failure_text.hpp"
 #include "tests/rest/url_expression.hpp"
+#include "tests/support/text_file.hpp"
 
 namespace rest = zentrova::monitoring_modules::rest;
 using rest::impl::parse_url;
@@ -207,10 +207,8 @@ TEST(endpoint_configuration, names_the_variable_that_is_wrong) {
 }
 
 std::string read_data(const std::string& name) {
-    std::ifstream file(std::string(MICROSOFTAZURE_REST_TEST_DATA) + "/" + name);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return zentrova::monitoring_modules::testing::read_text_file(MICROSOFTAZURE_REST_TEST_DATA "/" +
+                                                                 name);
 }
 
 rest::response answer(std::int32_t status, std::string body, std::string text = "OK") {
@@ -232,38 +230,25 @@ TEST(token_response, reads_the_token_and_its_lifetime_as_number_or_string) {
     EXPECT_EQ(numeric.expires_in, 3600);
 }
 
+// tests/rest/data/token-failures.txt: one answer a line, "status status-text | body | what the
+// failure must say".
 TEST(token_response, says_what_was_wrong_with_an_unusable_answer) {
-    struct failure_case {
-        rest::response answer;
-        std::string details;
-    };
-    const std::vector<failure_case> cases = {
-        {answer(400, R"({"error":"invalid_client"})", "Bad Request"), "invalid_client"},
-        {answer(
-             401,
-             R"({"error":"invalid_client","error_description":"AADSTS7000215: Invalid client secret provided."})"),
-         "invalid_client: AADSTS7000215: Invalid client secret provided."},
-        {answer(403, R"({"error":{"code":"Forbidden","message":"denied"}})"), "Forbidden: denied"},
-        {answer(502, "<html>Bad Gateway</html>", "Bad Gateway"),
-         "the token endpoint answered HTTP 502 Bad Gateway with a body that is not JSON"},
-        {answer(200, ""), "not JSON"},
-        {answer(500, R"({"unexpected":true})", "Internal Server Error"),
-         "the token endpoint answered HTTP 500 Internal Server Error without saying why"},
-        {answer(200, R"({"expires_in":3600})"), "holds no access_token"},
-        {answer(200, R"({"access_token":"","expires_in":3600})"), "holds no access_token"},
-        {answer(200, "[1,2]"), "holds no access_token"},
-        {answer(200, R"({"access_token":"t"})"), "holds no usable expires_in"},
-        {answer(200, R"({"access_token":"t","expires_in":"soon"})"), "holds no usable expires_in"},
-        {answer(200, R"({"access_token":"t","expires_in":12.5})"), "holds no usable expires_in"},
-        {answer(200, R"({"access_token":"t","expires_in":-5})"), "holds no usable expires_in (-5"},
-        {answer(200, R"({"access_token":"t","expires_in":"0"})"), "holds no usable expires_in (0"},
-    };
-    for (const auto& entry : cases) {
-        EXPECT_THAT(failure_text<rest::exceptions::authentication_failed>(
-                        [&] { rest::impl::read_token_response(entry.answer); }),
-                    AllOf(StartsWith("Authentication failed: "), HasSubstr(entry.details)))
-            << entry.answer.body;
+    std::istringstream cases(read_data("token-failures.txt"));
+    int count = 0;
+    for (std::string line; std::getline(cases, line); ++count) {
+        const auto space = line.find(' ');
+        const auto body = line.find(" | ") + 3;
+        const auto details = line.rfind(" | ");
+        const auto given =
+            answer(std::stoi(line.substr(0, space)), line.substr(body, details - body),
+                   line.substr(space + 1, body - 4 - space));
+        EXPECT_THAT(
+            failure_text<rest::exceptions::authentication_failed>(
+                [&] { rest::impl::read_token_response(given); }),
+            AllOf(StartsWith("Authentication failed: "), HasSubstr(line.substr(details + 3))))
+            << line;
     }
+    EXPECT_EQ(count, 14);
 }
 
 TEST(token_response, keeps_a_multi_line_error_description_on_one_line) {

@@ -9,6 +9,7 @@
 #include <jsoncons/json.hpp>
 
 #include "tests/support/azure_harness.hpp"
+#include "tests/support/text_file.hpp"
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
@@ -21,12 +22,6 @@ using ::testing::StartsWith;
 std::string column(const char* name) {
     return std::string("sql_database_metascan_section.sql_database_metascan_group.") + name;
 }
-
-// A fault of the emulator and the message the call must end with.
-struct fault_case {
-    const char* fault;
-    const char* message;
-};
 
 // The default world with the first subscription's SQL servers replaced.
 emulator::emulator_options with_servers(const std::string& servers_json) {
@@ -46,19 +41,13 @@ std::string sql_id(const azure_harness& harness, const std::string& server,
            (resource.empty() ? "" : "/" + resource);
 }
 
-std::map<std::string, std::string> row(const std::string& name, const std::string& id,
-                                       const std::string& region, const std::string& type) {
-    return {{column("name"), name},
-            {column("database_id"), id},
-            {column("region"), region},
-            {column("type"), type}};
-}
-
 settings_buffer sensor_for(const azure_harness& harness, const std::string& type,
                            const std::string& id) {
     auto settings = harness.settings("sql_database_sensor");
-    const auto values = row(id.substr(id.rfind('/') + 1), id, "West Europe", type);
-    settings.settings.insert(values.begin(), values.end());
+    settings.settings[column("name")] = id.substr(id.rfind('/') + 1);
+    settings.settings[column("database_id")] = id;
+    settings.settings[column("region")] = "West Europe";
+    settings.settings[column("type")] = type;
     return settings;
 }
 
@@ -68,34 +57,13 @@ TEST(SqlDatabaseDiscovery, ListsSingleDatabasesAndOneRowPerPoolWithoutSystemData
     ASSERT_EQ(found.code, 0);
     ASSERT_EQ(found.response_code, 0) << found.message;
     // sql-emulator-meta holds only master; the three databases of pool-dtu give one row.
-    EXPECT_THAT(found.displays, ElementsAre("pool-dtu", "pool-vcore", "db-reporting", "db-legacy"));
-    EXPECT_THAT(
-        found.rows,
-        ElementsAre(
-            row("pool-dtu", sql_id(harness, "sql-emulator-pool", "elasticPools/pool-dtu"),
-                "West Europe", "Elastic pool, DTU"),
-            row("pool-vcore", sql_id(harness, "sql-emulator-pool", "elasticPools/pool-vcore"),
-                "West Europe", "Elastic pool, vCore"),
-            row("db-reporting", sql_id(harness, "sql-emulator-single", "databases/db-reporting"),
-                "North Europe", "Single database, vCore"),
-            row("db-legacy", sql_id(harness, "sql-emulator-single", "databases/db-legacy"),
-                "North Europe", "Single database, DTU")));
-
+    expect_golden(found.table() + harness.requests_text(),
+                  MICROSOFTAZURE_TEST_DATA "/discovery.txt");
     EXPECT_EQ(found.progress.front(), 50);
     EXPECT_EQ(found.progress.back(), 100);
     EXPECT_TRUE(std::is_sorted(found.progress.begin(), found.progress.end()));
     EXPECT_EQ(found.progress.size(), 1U + 4U + 3U);  // the servers, each row, each server
 
-    EXPECT_THAT(harness.targets("sql_servers"),
-                ElementsAre("/subscriptions/" + harness.subscription_id() +
-                            "/providers/Microsoft.Sql/servers?api-version=2014-04-01"));
-    std::vector<std::string> listings;
-    for (const char* server : {"sql-emulator-meta", "sql-emulator-pool", "sql-emulator-single"}) {
-        listings.push_back("/" + sql_id(harness, server) +
-                           "/databases?api-version=2020-02-02-preview");
-    }
-    EXPECT_EQ(harness.targets("sql_databases"), listings);
-    EXPECT_THAT(harness.targets("locations"), ElementsAre(HasSubstr("api-version=2020-01-01")));
     EXPECT_THAT(harness.sensor_log(1), HasSubstr("API response: {\"value\":["));
 }
 
@@ -256,17 +224,13 @@ TEST(SqlDatabaseSensor, BodiesWithoutMetricsMapToTheGenericMessage) {
     const auto settings = sensor_for(harness, "Single database, DTU",
                                      sql_id(harness, "sql-emulator-single", "databases/db-legacy"));
     ASSERT_EQ(harness.create(1, settings).code, 0);
-    const std::vector<fault_case> cases{
-        {R"({"route": "sql_metrics", "body": "{}"})", "#:error.generic"},
-        {R"({"route": "sql_metrics", "body": "{\"value\":[]}"})", "#:error.generic"},
-    };
-    for (const auto& c : cases) {
+    for (const std::string body : {R"("{}")", R"("{\"value\":[]}")"}) {
         harness.emulator().clear_faults();
-        harness.emulator().set_faults_json(c.fault);
+        harness.emulator().set_faults_json(R"({"route": "sql_metrics", "body": )" + body + "}");
         const auto checked = harness.check(1, settings);
-        EXPECT_EQ(checked.response_code, 3) << c.fault;
-        EXPECT_EQ(checked.message, c.message) << c.fault;
-        EXPECT_THAT(checked.values, IsEmpty()) << c.fault;
+        EXPECT_EQ(checked.response_code, 3) << body;
+        EXPECT_EQ(checked.message, "#:error.generic") << body;
+        EXPECT_THAT(checked.values, IsEmpty()) << body;
     }
     EXPECT_THAT(harness.sensor_log(1),
                 HasSubstr("Response does not contain array of objects as expected"));

@@ -11,9 +11,12 @@
 
 #include "microsoftazure/subscription_cost/cost_rules.hpp"
 #include "microsoftazure/subscription_cost/most_expensive_service.hpp"
+#include "tests/support/failure_text.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
+
+using monitoring_modules::testing::failure_text;
 
 // A locale that groups thousands with '.' and writes ',' as decimal mark, as many do.
 struct grouping_punctuation : std::numpunct<char> {
@@ -62,20 +65,14 @@ TEST(ParseChannelId, ReadsLikeTheStandardStringToInt) {
     EXPECT_EQ(parse_channel_id("2147483647"), std::numeric_limits<int>::max());
 
     for (const char* text : {"", "abc", " x1", "-"}) {
-        try {
-            parse_channel_id(text);
-            ADD_FAILURE() << "'" << text << "' was read as a number";
-        } catch (const std::invalid_argument& e) {
-            EXPECT_STREQ(e.what(), "invalid stoi argument");
-        }
+        EXPECT_EQ(failure_text<std::invalid_argument>([&] { parse_channel_id(text); }),
+                  "invalid stoi argument")
+            << text;
     }
     for (const char* text : {"2147483648", "-2147483649", "99999999999999999999999"}) {
-        try {
-            parse_channel_id(text);
-            ADD_FAILURE() << "'" << text << "' was read as an int";
-        } catch (const std::out_of_range& e) {
-            EXPECT_STREQ(e.what(), "stoi argument out of range");
-        }
+        EXPECT_EQ(failure_text<std::out_of_range>([&] { parse_channel_id(text); }),
+                  "stoi argument out of range")
+            << text;
     }
 }
 

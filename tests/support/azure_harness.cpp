@@ -41,4 +41,18 @@ std::vector<std::string> azure_harness::targets(const std::string& route) const 
     return found;
 }
 
+std::string azure_harness::requests_text() const {
+    std::string text;
+    for (const auto& request : emulator_->requests()) {
+        if (request.route != "token") {
+            text += request.method + " " + request.target + "\n";
+            if (!request.body.empty()) {
+                text +=
+                    "Content-Type: " + request.header("Content-Type") + "\n" + request.body + "\n";
+            }
+        }
+    }
+    return text;
+}
+
 }  // namespace zentrova::monitoring_modules::testing

@@ -26,6 +26,8 @@ public:
     emulator::azure_emulator& emulator() { return *emulator_; }
     // The ARM targets (path and query) the emulator received for a route, in order.
     std::vector<std::string> targets(const std::string& route) const;
+    // Every request but the token's, in order: method and target, then any body with its type.
+    std::string requests_text() const;
 };
 
 }  // namespace zentrova::monitoring_modules::testing

@@ -1,5 +1,7 @@
 #include "tests/support/module_driver.hpp"
 
+#include "tests/support/text_file.hpp"
+
 #include <gtest/gtest.h>
 #ifndef _WIN32
 #include <unistd.h>
@@ -8,21 +10,12 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <jsoncons/json.hpp>
-#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
-
-std::string read_file(const std::filesystem::path& path) {
-    std::ifstream in(path);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::string fresh_log_dir() {
     static std::atomic<int> counter{0};
@@ -52,6 +45,18 @@ double scan_outcome::value(int channel_id) const {
     }
     ADD_FAILURE() << "channel " << channel_id << " has no value; message: " << message;
     return 0.0;
+}
+
+std::string discovery_outcome::table() const {
+    std::string text;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        text += i < displays.size() ? displays[i] : "(no display)";
+        for (const auto& [column, value] : rows[i]) {
+            text += " " + column.substr(column.rfind('.') + 1) + "=" + value;
+        }
+        text += "\n";
+    }
+    return text;
 }
 
 module_driver::module_driver(azure_world world)
@@ -176,12 +181,12 @@ discovery_outcome module_driver::discover(const settings_buffer& settings, int s
 }
 
 std::string module_driver::sensor_log(int sensor_id) const {
-    return read_file(std::filesystem::path(log_dir_) /
-                     ("sensor_" + std::to_string(sensor_id) + ".log"));
+    return read_text_file(std::filesystem::path(log_dir_) /
+                          ("sensor_" + std::to_string(sensor_id) + ".log"));
 }
 
 std::string module_driver::runtime_log() const {
-    return read_file(std::filesystem::path(log_dir_) / "MicrosoftAzure.log");
+    return read_text_file(std::filesystem::path(log_dir_) / "MicrosoftAzure.log");
 }
 
 }  // namespace zentrova::monitoring_modules::testing

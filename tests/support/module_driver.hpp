@@ -42,6 +42,9 @@ struct discovery_outcome {
     std::vector<std::map<std::string, std::string>> rows;
     std::vector<int> progress;
     std::vector<std::string> messages;
+
+    // The rows, one a line: the display text, then each column (its last name part) and value.
+    std::string table() const;
 };
 
 // Where the module sends its requests and with which credentials.

@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <jsoncons/json.hpp>
 #include <map>
 #include <memory>
@@ -16,19 +15,13 @@
 #include <vector>
 
 #include "tests/support/module_driver.hpp"
+#include "tests/support/text_file.hpp"
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-std::string read_text(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // KEY=VALUE lines the server script wrote for the emulator it started.
 std::map<std::string, std::string> emulator_environment() {
@@ -39,7 +32,7 @@ std::map<std::string, std::string> emulator_environment() {
             "Windows build (make test-windows), which starts the emulator");
     }
     std::map<std::string, std::string> values;
-    std::istringstream lines(read_text(file));
+    std::istringstream lines(read_text_file(file));
     std::string line;
     while (std::getline(lines, line)) {
         if (!line.empty() && line.back() == '\r') {
@@ -61,7 +54,7 @@ std::map<std::string, std::string> emulator_environment() {
 // The emulator's endpoints, and the bundled scenario's credentials.
 azure_world world(bool with_ca_bundle) {
     const auto environment = emulator_environment();
-    const auto credentials = jsoncons::json::parse(read_text(MICROSOFTAZURE_CREDENTIALS_FILE));
+    const auto credentials = jsoncons::json::parse(read_text_file(MICROSOFTAZURE_CREDENTIALS_FILE));
     // Without the bundle only the Windows trust store vouches for the emulator.
     return {environment.at("MICROSOFTAZURE_ARM_ENDPOINT"),
             environment.at("MICROSOFTAZURE_LOGIN_ENDPOINT"),
@@ -80,7 +73,7 @@ protected:
     std::string all_logs() const {
         std::string text;
         for (const auto& entry : std::filesystem::directory_iterator(driver.log_dir())) {
-            text += read_text(entry.path().string());
+            text += read_text_file(entry.path().string());
         }
         return text;
     }
