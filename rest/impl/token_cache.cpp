@@ -35,9 +35,8 @@ std::shared_ptr<token_cache::entry> token_cache::find_or_add(key token_key) {
         if (current->second.use_count() == 1) {
             // Nobody else holds the entry and nobody can reach it without entries_mutex_; the
             // entry's own lock orders this read after the last fetch's writes.
-            const std::unique_lock<std::timed_mutex> entry_lock(current->second->fetch_mutex,
-                                                                std::try_to_lock);
-            expired = entry_lock.owns_lock() && current->second->expires_at <= now;
+            const std::lock_guard<std::mutex> entry_lock(current->second->mutex);
+            expired = !current->second->fetching && current->second->expires_at <= now;
         }
         current = expired ? entries_.erase(current) : std::next(current);
     }
@@ -50,38 +49,47 @@ std::string token_cache::get(const token_request& request, std::chrono::millisec
                              const std::function<fetched_token()>& fetch) {
     const auto token_entry = find_or_add(
         key(request.token_endpoint, request.client_id, request.secret_digest, request.resource));
-    const std::uint64_t ended_before = token_entry->fetches_ended.load();
-    // Held through the fetch: whoever wants the same token meanwhile waits and then reuses it.
-    std::unique_lock<std::timed_mutex> lock(token_entry->fetch_mutex, std::defer_lock);
-    if (!lock.try_lock_for(wait_limit)) {
-        throw exceptions::authentication_failed(
-            "the token request already under way for this application did not end within " +
-            std::to_string(wait_limit.count() / 1000) + " s; check that " + request.token_endpoint +
-            " answers");
+    entry& held = *token_entry;
+    std::unique_lock<std::mutex> lock(held.mutex);
+    if (held.fetching) {
+        if (!held.fetch_ended.wait_for(lock, wait_limit, [&] { return !held.fetching; })) {
+            throw exceptions::authentication_failed(
+                "the token request already under way for this application did not end within " +
+                std::to_string(wait_limit.count() / 1000) + " s; check that " +
+                request.token_endpoint + " answers");
+        }
+        if (held.last_failure) {
+            // This call waited for a fetch that failed. Trying again in turn would make each
+            // waiter wait for a fetch of its own, one after another.
+            std::rethrow_exception(held.last_failure);
+        }
     }
-    if (token_entry->fetches_ended.load() != ended_before && token_entry->last_failure) {
-        // This call waited for a fetch that failed. Trying again in turn would make each waiter
-        // wait for a fetch of its own, one after another.
-        std::rethrow_exception(token_entry->last_failure);
+    if (!held.access_token.empty() && held.expires_at - now_() >= refresh_margin) {
+        return held.access_token;
     }
-    if (!token_entry->access_token.empty() && token_entry->expires_at - now_() >= refresh_margin) {
-        return token_entry->access_token;
-    }
+    held.fetching = true;
+    lock.unlock();
     const auto fetch_started = now_();
     fetched_token fetched;
+    std::exception_ptr failure;
     try {
         fetched = fetch();
     } catch (...) {
-        token_entry->last_failure = std::current_exception();
-        ++token_entry->fetches_ended;
-        throw;
+        failure = std::current_exception();
     }
-    token_entry->expires_at =
-        fetch_started + std::clamp(fetched.lifetime, std::chrono::seconds(0), longest_lifetime);
-    token_entry->access_token = std::move(fetched.access_token);
-    token_entry->last_failure = nullptr;
-    ++token_entry->fetches_ended;
-    return token_entry->access_token;
+    lock.lock();
+    held.fetching = false;
+    held.last_failure = failure;
+    if (!failure) {
+        held.expires_at =
+            fetch_started + std::clamp(fetched.lifetime, std::chrono::seconds(0), longest_lifetime);
+        held.access_token = std::move(fetched.access_token);
+    }
+    held.fetch_ended.notify_all();
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
+    return held.access_token;
 }
 
 std::size_t token_cache::size() const {

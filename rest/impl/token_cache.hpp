@@ -1,9 +1,8 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstddef>
-#include <cstdint>
 #include <exception>
 #include <functional>
 #include <map>
@@ -50,9 +49,9 @@ public:
     explicit token_cache(clock_function now = std::chrono::steady_clock::now);
 
     // Returns the cached token when at least refresh_margin of it is left, otherwise calls
-    // `fetch` (under this token's lock) and keeps what it returns. A failing fetch keeps no token
-    // and its exception passes through to this caller and to those that waited for it; the next
-    // call after that tries again. A caller waits at most `wait_limit` for a fetch of another;
+    // `fetch` (one caller per token at a time) and keeps what it returns. A failing fetch keeps no
+    // token and its exception passes through to this caller and to those that waited for it; the
+    // next call after that tries again. A caller waits at most `wait_limit` for a fetch of another;
     // then it fails with exceptions::authentication_failed.
     std::string get(const token_request& request, std::chrono::milliseconds wait_limit,
                     const std::function<fetched_token()>& fetch);
@@ -61,12 +60,15 @@ public:
     std::size_t size() const;
 
 private:
+    // One token. Its lock is never held during a fetch: the fetching caller marks the entry,
+    // and callers that find the mark wait on fetch_ended.
     struct entry {
-        std::timed_mutex fetch_mutex;
+        std::mutex mutex;  // guards everything below
+        std::condition_variable fetch_ended;
+        bool fetching = false;
         std::string access_token;
         std::chrono::steady_clock::time_point expires_at{};
-        std::atomic<std::uint64_t> fetches_ended{0};  // changed under fetch_mutex
-        std::exception_ptr last_failure;              // of the last fetch, if it failed
+        std::exception_ptr last_failure;  // of the last fetch, if it failed
     };
     // token endpoint, client id, secret digest, resource
     using key = std::tuple<std::string, std::string, std::string, std::string>;
