@@ -67,6 +67,18 @@ TEST(SqlDatabaseDiscovery, ListsSingleDatabasesAndOneRowPerPoolWithoutSystemData
     EXPECT_THAT(harness.sensor_log(1), HasSubstr("API response: {\"value\":["));
 }
 
+// Pools are told apart by id: two servers may each have a pool of one name.
+TEST(SqlDatabaseDiscovery, PoolsOfOneNameOnTwoServersAreTwoRows) {
+    azure_harness harness(with_servers(R"([
+        {"name": "srv-a", "resource_group": "rg-data", "elastic_pools": [{"name": "shared"}],
+         "databases": [{"name": "a", "elastic_pool": "shared"}]},
+        {"name": "srv-b", "resource_group": "rg-data", "elastic_pools": [{"name": "shared"}],
+         "databases": [{"name": "b", "elastic_pool": "shared"}]}])"));
+    const auto found = harness.discover(harness.settings("sql_database_metascan"));
+    EXPECT_EQ(found.response_code, 0) << found.message;
+    EXPECT_EQ(found.rows.size(), 2U) << found.table();
+}
+
 // Status failures of every kind are the fault suite's; these are the discovery's own.
 TEST(SqlDatabaseDiscovery, UnknownRegionsAndPoolsWithoutIdsEndTheScanWithCodeFiveAndNoRows) {
     azure_harness harness(with_servers(R"([
