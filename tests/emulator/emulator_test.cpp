@@ -1,29 +1,23 @@
 // What the other suites rely on in the emulator but cannot see through the module: scenario
-// errors, the command's environment lines and exit codes, the v2 token and OpenID routes that
-// SDK clients use, the bearer and api-version checks of Resource Manager, the fault control
-// endpoint and a stop that does not sit out a delay. The routes' answers are
-// checked through the module, by the sensors' suites.
+// errors, the v2 token and OpenID routes that SDK clients use, the fault control endpoint and a
+// stop that does not sit out a delay. The routes' answers are checked through the module, by the
+// sensors' suites.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <jsoncons/json.hpp>
-#include <map>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "emulator/azure_emulator.hpp"
-#include "rest/exceptions.hpp"
 #include "rest/impl/connection_pool_interface.hpp"
 #include "rest/impl/rest_impl.hpp"
 #include "tests/support/scratch_directory.hpp"
@@ -44,22 +38,16 @@ const std::string subscription = "subscriptions/3f2a1b0c-9d8e-4f7a-b6c5-d4e3f2a1
 const std::string locations = subscription + "/locations?api-version=2020-01-01";
 constexpr const char* form = "application/x-www-form-urlencoded";
 
-emulator_options with_scenario(const std::string& text) {
-    emulator_options options;
-    options.scenario_json = text;
-    return options;
-}
-
 // Requests to one server through the module's own HTTP client, on connections of its own.
 class client {
 public:
-    client(const std::string& base_url, const std::string& ca_file) {
+    explicit client(const azure_emulator& emu) {
         rest::rest_helper_settings settings;
-        settings.base_url = base_url;
+        settings.base_url = emu.base_url();
         settings.timeout = 120;
-        rest_ = rest::impl::clients_over(rest::impl::make_connection_pool({ca_file, 8}))(settings);
+        rest_ = rest::impl::clients_over(rest::impl::make_connection_pool({emu.ca_file(), 8}))(
+            settings);
     }
-    explicit client(const azure_emulator& emu) : client(emu.base_url(), emu.ca_file()) {}
 
     rest::response get(const std::string& path, const std::string& token = "") {
         rest::request request;
@@ -78,16 +66,11 @@ public:
     }
 
     // A v1 token for the server itself, as the module asks for one.
-    rest::response token(const std::string& login_url, const std::string& tenant = tenant_id,
-                         const std::string& secret = client_secret,
-                         const std::string& application = client_id) {
-        return post(tenant + "/oauth2/token",
-                    "grant_type=client_credentials&client_id=" + application +
-                        "&client_secret=" + secret + "&resource=" + login_url,
-                    form);
-    }
     std::string access_token(const std::string& login_url) {
-        const auto answer = token(login_url);
+        const auto answer = post(tenant_id + "/oauth2/token",
+                                 "grant_type=client_credentials&client_id=" + client_id +
+                                     "&client_secret=" + client_secret + "&resource=" + login_url,
+                                 form);
         EXPECT_EQ(answer.status_code, 200) << answer.body;
         return answer.status_code == 200
                    ? json::parse(answer.body)["access_token"].as<std::string>()
@@ -97,10 +80,6 @@ public:
 private:
     std::unique_ptr<rest::rest_interface> rest_;
 };
-
-std::string error_code(const rest::response& answer) {
-    return json::parse(answer.body)["error"]["code"].as<std::string>();
-}
 
 TEST(EmulatorScenario, ABadScenarioIsRefusedWithThePathAndTheProblemAndTheOldOneStays) {
     azure_emulator emu;
@@ -137,23 +116,6 @@ TEST(EmulatorScenario, ABadScenarioIsRefusedWithThePathAndTheProblemAndTheOldOne
     EXPECT_EQ(azure.get(locations, azure.access_token(emu.login_url())).status_code, 200);
 }
 
-TEST(EmulatorScenario, AGivenTlsDirectoryKeepsItsIdentityAcrossRuns) {
-    testing::scratch_directory directory("emulator-tls");
-    emulator_options options;
-    options.tls_directory = directory.path().string();
-    options.host = "localhost";
-    std::string first_ca;
-    {
-        azure_emulator emu(options);
-        EXPECT_EQ(emu.base_url(), "https://localhost:" + std::to_string(emu.port()) + "/");
-        EXPECT_EQ(emu.ca_file(), (directory.path() / "ca.pem").string());
-        first_ca = directory.read("ca.pem");
-    }
-    azure_emulator again(options);
-    EXPECT_EQ(directory.read("ca.pem"), first_ca);
-    EXPECT_FALSE(first_ca.empty());
-}
-
 // The command's exit code and standard output.
 struct command_output {
     int exit_code = -1;
@@ -170,42 +132,6 @@ command_output run_command(const std::string& arguments) {
     const int status = pipe == nullptr ? -1 : ::pclose(pipe);
     output.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     return output;
-}
-
-TEST(EmulatorCommand, PrintEnvLinesPointAtARunningEmulatorUntilSigterm) {
-    // As scripts run it: a shell that prints its process id, then becomes the command.
-    testing::scratch_directory directory("emulator-command");
-    const std::string errors = (directory.path() / "stderr").string();
-    FILE* pipe = ::popen(
-        ("echo $$; exec " + std::string(AZURE_EMULATOR_COMMAND) + " --print-env 2>" + errors)
-            .c_str(),
-        "r");
-    ASSERT_NE(pipe, nullptr);
-    std::array<char, 4096> line{};
-    ASSERT_NE(std::fgets(line.data(), line.size(), pipe), nullptr);
-    const pid_t pid = std::stoi(line.data());
-    std::map<std::string, std::string> env;
-    while (env.size() < 3 && std::fgets(line.data(), line.size(), pipe) != nullptr) {
-        const std::string text(line.data());
-        ASSERT_THAT(text, StartsWith("export MICROSOFTAZURE_"));
-        const auto equals = text.find('=');
-        env[text.substr(7, equals - 7)] = text.substr(equals + 1, text.size() - equals - 2);
-    }
-    const std::string arm = env["MICROSOFTAZURE_ARM_ENDPOINT"];
-    const std::string login = env["MICROSOFTAZURE_LOGIN_ENDPOINT"];
-    EXPECT_THAT(arm, StartsWith("https://127.0.0.1:"));
-    EXPECT_EQ(login + "/", arm);
-    const std::string ca = env["MICROSOFTAZURE_CA_BUNDLE"];
-    EXPECT_TRUE(std::filesystem::exists(ca));
-    client azure(arm, ca);
-    EXPECT_EQ(azure.get("_emulator/health").status_code, 200);
-    EXPECT_EQ(azure.token(login).status_code, 200);
-
-    ::kill(pid, SIGTERM);
-    const int status = ::pclose(pipe);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
-    EXPECT_THAT(directory.read("stderr"), HasSubstr("SIGTERM received, stopping"));
-    EXPECT_FALSE(std::filesystem::exists(ca));  // its temporary TLS directory is gone
 }
 
 TEST(EmulatorCommand, ABadScenarioFileStopsTheCommandWithItsNameAndProblem) {
@@ -259,49 +185,6 @@ TEST_F(EmulatorRoutes, V2TokenAndOpenIdMetadataServeSdkClients) {
         azure.post(tenant_id + "/oauth2/v2.0/token", grant + emu.login_url(), form);
     EXPECT_EQ(bad_scope.status_code, 400);
     EXPECT_EQ(json::parse(bad_scope.body)["error"].as<std::string>(), "invalid_scope");
-}
-
-TEST_F(EmulatorRoutes, ResourceManagerChecksTokensAndApiVersions) {
-    azure_emulator other;
-    client elsewhere(other);
-    const std::string foreign = elsewhere.access_token(other.login_url());
-    azure_emulator narrow(with_scenario(
-        R"({"token_lifetime_seconds": 0, "tenants": [{"id": "t", "applications": [
-            {"client_id": "c", "client_secret": "s"}]}], "subscriptions": [{"id": "s1"}]})"));
-    client narrow_client(narrow);
-    const auto issued = narrow_client.token(narrow.login_url(), "t", "s", "c");
-    const std::string expired = json::parse(issued.body)["access_token"].as<std::string>();
-
-    for (const auto& [token_text, code] : std::vector<std::pair<std::string, std::string>>{
-             {"", "AuthenticationFailed"},
-             {"not-a-token", "InvalidAuthenticationToken"},
-             {foreign, "InvalidAuthenticationToken"}}) {
-        const auto answer = azure.get(locations, token_text);
-        EXPECT_EQ(answer.status_code, 401);
-        EXPECT_EQ(error_code(answer), code);
-        EXPECT_THAT(rest::get_header(answer, "WWW-Authenticate"),
-                    StartsWith("Bearer authorization_uri="));
-    }
-    const auto late =
-        narrow_client.get("subscriptions/s1/locations?api-version=2020-01-01", expired);
-    EXPECT_EQ(error_code(late), "ExpiredAuthenticationToken");
-
-    const std::string list = subscription + "/providers/Microsoft.Compute/virtualMachines";
-    // Runs of slashes count as one; literal segments ignore case.
-    EXPECT_EQ(azure
-                  .get("//" + subscription +
-                           "//PROVIDERS/microsoft.compute/VirtualMachines?api-version=2019-12-01",
-                       token)
-                  .status_code,
-              200);
-    const auto wrong_version = azure.get(list + "?api-version=2023-03-01", token);
-    EXPECT_EQ(wrong_version.status_code, 400);
-    EXPECT_EQ(error_code(wrong_version), "InvalidApiVersionParameter");
-    EXPECT_EQ(error_code(azure.get(list, token)), "MissingApiVersionParameter");
-    const auto unknown =
-        azure.get(subscription + "/providers/Microsoft.Web/sites?api-version=1", token);
-    EXPECT_EQ(unknown.status_code, 404);
-    EXPECT_EQ(rest::get_header(unknown, "Content-Type"), "application/json; charset=utf-8");
 }
 
 TEST_F(EmulatorRoutes, ControlEndpointSetsListsAndClearsFaults) {

@@ -9,6 +9,7 @@
 #include <jsoncons/json.hpp>
 
 #include "framework/sensors/sensor_base.hpp"
+#include "framework/sensors/sensor_interface.hpp"
 #include "tests/framework/capture.hpp"
 #include "tests/support/settings_buffer.hpp"
 
@@ -55,6 +56,17 @@ protected:
         }
         return "#:error.generic";
     }
+};
+
+// A sensor whose check throws past any handling of its own.
+class throwing_sensor final : public sensors::sensor_interface {
+public:
+    throwing_sensor(const std::shared_ptr<module::service_container>& /*container*/,
+                    int /*sensor_id*/, const settings::sensor_data_wrapper& /*settings*/) {}
+    void execute_check(const settings::sensor_data_wrapper& /*settings*/) override {
+        throw std::runtime_error("no host to answer");
+    }
+    void execute_sensor_scan() override {}
 };
 
 class SensorDispatcherTest : public ::testing::Test {
@@ -139,6 +151,15 @@ TEST_F(SensorDispatcherTest, AnEscapedFailureBecomesAFreshErrorResult) {
     EXPECT_EQ(sent[1]["message"].as<std::string>(), "#:error.generic");
     EXPECT_EQ(sent[1]["channels"].size(), 0U);
     EXPECT_THAT(host.sensors->all(), HasSubstr("the probe failed"));
+}
+
+TEST_F(SensorDispatcherTest, ACheckThatThrowsIsReportedAsFailedAndLogged) {
+    dispatcher.register_sensor_kind<throwing_sensor>("throwing_sensor");
+    ASSERT_EQ(dispatcher.create_sensor_instance(7, wrap(buffer("throwing_sensor", "x"))),
+              responses::sensor_create_response_code::success);
+    EXPECT_EQ(dispatcher.execute_check(7, wrap(buffer("throwing_sensor", "x"))),
+              responses::check_response_code::check_failed);
+    EXPECT_THAT(host.runtime->all(), HasSubstr("Checking sensor 7 failed: no host to answer"));
 }
 
 TEST_F(SensorDispatcherTest, FirstRegistrationOfANameStays) {

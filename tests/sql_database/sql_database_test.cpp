@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <numeric>
 #include <ostream>
 
 #include <jsoncons/json.hpp>
@@ -67,6 +66,18 @@ TEST(SqlDatabaseDiscovery, ListsSingleDatabasesAndOneRowPerPoolWithoutSystemData
     EXPECT_THAT(harness.sensor_log(1), HasSubstr("API response: {\"value\":["));
 }
 
+// Pools are told apart by id: two servers may each have a pool of one name.
+TEST(SqlDatabaseDiscovery, PoolsOfOneNameOnTwoServersAreTwoRows) {
+    azure_harness harness(with_servers(R"([
+        {"name": "srv-a", "resource_group": "rg-data", "elastic_pools": [{"name": "shared"}],
+         "databases": [{"name": "a", "elastic_pool": "shared"}]},
+        {"name": "srv-b", "resource_group": "rg-data", "elastic_pools": [{"name": "shared"}],
+         "databases": [{"name": "b", "elastic_pool": "shared"}]}])"));
+    const auto found = harness.discover(harness.settings("sql_database_metascan"));
+    EXPECT_EQ(found.response_code, 0) << found.message;
+    EXPECT_EQ(found.rows.size(), 2U) << found.table();
+}
+
 // Status failures of every kind are the fault suite's; these are the discovery's own.
 TEST(SqlDatabaseDiscovery, UnknownRegionsAndPoolsWithoutIdsEndTheScanWithCodeFiveAndNoRows) {
     azure_harness harness(with_servers(R"([
@@ -89,15 +100,13 @@ TEST(SqlDatabaseDiscovery, UnknownRegionsAndPoolsWithoutIdsEndTheScanWithCodeFiv
     EXPECT_THAT(found.rows, IsEmpty());
 }
 
-// One resource of the default scenario per type: the metrics asked for, in channel-id order,
-// the unit of each channel, and the values the scenario gives them.
+// One resource of the default scenario per type: the channels declared, the values the scenario
+// gives them and the metrics asked for, in its golden file.
 struct sensor_case {
     const char* type;
     const char* server;
     const char* resource;
-    const char* metric_names;
-    std::vector<std::string> units;
-    std::vector<double> values;
+    const char* golden;
 };
 
 void PrintTo(const sensor_case& c, std::ostream* out) {
@@ -109,71 +118,26 @@ class SqlDatabaseSensorTypes : public ::testing::TestWithParam<sensor_case> {};
 TEST_P(SqlDatabaseSensorTypes, AsksForTheTypesMetricsAndReportsThemOnTheirChannels) {
     const auto& c = GetParam();
     azure_harness harness;
-    const std::string id = sql_id(harness, c.server, c.resource);
-    const auto settings = sensor_for(harness, c.type, id);
-
+    const auto settings = sensor_for(harness, c.type, sql_id(harness, c.server, c.resource));
     const auto created = harness.create(3, settings);
-    ASSERT_EQ(created.code, 0);
-    std::vector<int> ids(c.units.size());
-    std::iota(ids.begin(), ids.end(), 0);
-    EXPECT_EQ(created.declared_channels, ids);
-    std::string names;
-    for (const auto& [channel, definition] : harness.state(3).channels) {
-        names += (names.empty() ? "" : ",") + definition.name;
-        EXPECT_EQ(definition.value_kind, "3");
-        EXPECT_EQ(definition.unit, c.units.at(static_cast<std::size_t>(channel))) << channel;
-    }
-    EXPECT_EQ(names, c.metric_names);
-
     const auto checked = harness.check(3, settings);
-    EXPECT_EQ(checked.response_code, 0) << checked.message;
-    EXPECT_EQ(checked.message, "");
-    ASSERT_EQ(checked.values.size(), c.values.size());
-    for (std::size_t channel = 0; channel < c.values.size(); ++channel) {
-        EXPECT_DOUBLE_EQ(checked.value(static_cast<int>(channel)), c.values[channel]) << channel;
-    }
-    EXPECT_THAT(harness.targets("sql_metrics"),
-                ElementsAre("/" + id +
-                            "/providers/microsoft.insights/metrics?api-version=2018-01-01"
-                            "&metricnames=" +
-                            c.metric_names + "&interval=PT1M&timespan=PT1M"));
+    expect_golden(
+        created.text() + harness.channels_text(3) + checked.text() + harness.requests_text(),
+        std::string(MICROSOFTAZURE_TEST_DATA "/") + c.golden);
     EXPECT_THAT(harness.sensor_log(3), HasSubstr("Metric cpu_percent: "));
     EXPECT_THAT(harness.create(3, settings).declared_channels, IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
     DefaultScenario, SqlDatabaseSensorTypes,
-    ::testing::Values(
-        sensor_case{"Single database, vCore",
-                    "sql-emulator-single",
-                    "databases/db-reporting",
-                    "cpu_percent,log_write_percent,physical_data_read_percent,storage,"
-                    "storage_percent,sessions_percent,connection_failed,deadlock",
-                    {"5", "5", "5", "3", "5", "5", "10", "10"},
-                    {18.2, 2.5, 0.9, 1073741824, 0.4, 0.6, 0, 0}},
-        sensor_case{"Single database, DTU",
-                    "sql-emulator-single",
-                    "databases/db-legacy",
-                    "cpu_percent,log_write_percent,physical_data_read_percent,storage,"
-                    "storage_percent,sessions_percent,connection_failed,deadlock,dtu_limit,"
-                    "dtu_used,dtu_consumption_percent",
-                    {"5", "5", "5", "3", "5", "5", "10", "10", "10", "10", "5"},
-                    {9.5, 1.1, 0.3, 268435456, 0.1, 0.2, 2, 1, 20, 8.4, 42.0}},
-        sensor_case{"Elastic pool, vCore",
-                    "sql-emulator-pool",
-                    "elasticPools/pool-vcore",
-                    "cpu_percent,log_write_percent,physical_data_read_percent,storage_used,"
-                    "storage_percent,sessions_percent",
-                    {"5", "5", "5", "3", "5", "5"},
-                    {35.0, 4.4, 2.2, 10737418240, 3.9, 0.8}},
-        sensor_case{"Elastic pool, DTU",
-                    "sql-emulator-pool",
-                    "elasticPools/pool-dtu",
-                    "cpu_percent,log_write_percent,physical_data_read_percent,storage_used,"
-                    "storage_percent,sessions_percent,eDTU_limit,eDTU_used,"
-                    "dtu_consumption_percent",
-                    {"5", "5", "5", "3", "5", "5", "10", "10", "5"},
-                    {22.5, 3.1, 1.7, 5368709120, 10.0, 1.2, 100, 22.5, 22.5}}));
+    ::testing::Values(sensor_case{"Single database, vCore", "sql-emulator-single",
+                                  "databases/db-reporting", "single-vcore.txt"},
+                      sensor_case{"Single database, DTU", "sql-emulator-single",
+                                  "databases/db-legacy", "single-dtu.txt"},
+                      sensor_case{"Elastic pool, vCore", "sql-emulator-pool",
+                                  "elasticPools/pool-vcore", "pool-vcore.txt"},
+                      sensor_case{"Elastic pool, DTU", "sql-emulator-pool", "elasticPools/pool-dtu",
+                                  "pool-dtu.txt"}));
 
 TEST(SqlDatabaseSensor, AnswersThatDoNotFitTheTypeMapToTheirMessages) {
     // A DTU pool whose metrics vary per case; the other metrics of its list are left out.

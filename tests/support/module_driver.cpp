@@ -10,7 +10,9 @@
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
+#include <iomanip>
 #include <jsoncons/json.hpp>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -45,6 +47,24 @@ double scan_outcome::value(int channel_id) const {
     }
     ADD_FAILURE() << "channel " << channel_id << " has no value; message: " << message;
     return 0.0;
+}
+
+std::string scan_outcome::text() const {
+    std::ostringstream out;
+    out << "code " << code << ", response " << response_code << ", message \"" << message
+        << "\"\ndeclared";
+    for (const int id : declared_channels) {
+        out << ' ' << id;
+    }
+    out << "\nstored";
+    for (const auto& [key, value] : stored) {
+        out << ' ' << key << '=' << value;
+    }
+    out << '\n' << std::setprecision(15);
+    for (const auto& v : values) {
+        out << "value " << v.id << (v.is_float ? " float " : " integer ") << v.value << '\n';
+    }
+    return out.str();
 }
 
 std::string discovery_outcome::table() const {
@@ -178,6 +198,20 @@ discovery_outcome module_driver::discover(const settings_buffer& settings, int s
         }
     }
     return outcome;
+}
+
+std::string module_driver::channels_text(int sensor_id) const {
+    std::string text;
+    const auto found = states_.find(sensor_id);
+    if (found == states_.end()) {
+        return text;
+    }
+    for (const auto& [id, c] : found->second.channels) {
+        std::string line = "channel " + std::to_string(id) + " " + c.name + " " + c.value_kind +
+                           " " + c.unit + " " + c.custom_unit + " " + c.lookup;
+        text += line.erase(line.find_last_not_of(' ') + 1) + "\n";
+    }
+    return text;
 }
 
 std::string module_driver::sensor_log(int sensor_id) const {

@@ -31,6 +31,8 @@ struct scan_outcome {
 
     bool has_value(int channel_id) const;
     double value(int channel_id) const;  // fails the test when the channel has no value
+    // Everything above but the raw messages, a line each, for golden files.
+    std::string text() const;
 };
 
 // What one meta scan brought back.
@@ -84,6 +86,9 @@ public:
                                unsigned scan_id = 1);
 
     host::sensor_state& state(int sensor_id) { return states_[sensor_id]; }
+    // The sensor's channels as the host keeps them: id, name, value kind, unit, custom unit,
+    // lookup; one a line.
+    std::string channels_text(int sensor_id) const;
 
     const std::string& log_dir() const { return log_dir_; }
     std::string sensor_log(int sensor_id) const;

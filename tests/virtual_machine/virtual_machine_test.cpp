@@ -97,34 +97,18 @@ TEST(VirtualMachineDiscovery, KeepsTheResourceGroupAsTheIdWritesItAndListsNoMach
 
 TEST(VirtualMachineSensor, BurstableMachineReportsCpuCreditsAndStateOnTheirFixedIds) {
     azure_harness harness;
-    const auto created =
-        harness.create(7, sensor_for_machine(harness, "rg-web", "vm-web-burst-01"));
-    EXPECT_EQ(created.code, 0);
-    EXPECT_EQ(created.declared_channels, (std::vector<int>{0, 1, 3, 2}));
-    const auto& channels = harness.state(7).channels;
-    EXPECT_EQ(channels.at(0).name, "channel_avg_cpu");
-    EXPECT_EQ(channels.at(0).unit, "5");
-    EXPECT_EQ(channels.at(1).value_kind, "1");
-    EXPECT_EQ(channels.at(1).lookup, "virtual_machine_status");
-    EXPECT_EQ(channels.at(3).name, "channel_cpu_creds_available");
-    EXPECT_EQ(channels.at(2).unit, "10");
-
-    const auto checked = harness.check(7, sensor_for_machine(harness, "rg-web", "vm-web-burst-01"));
-    EXPECT_EQ(checked.response_code, 0);
-    EXPECT_EQ(checked.message, "");
-    EXPECT_DOUBLE_EQ(checked.value(0), 18.75);  // the newest of three minutes
-    EXPECT_DOUBLE_EQ(checked.value(3), 288.4);
-    EXPECT_DOUBLE_EQ(checked.value(2), 0.62);
-    EXPECT_DOUBLE_EQ(checked.value(1), 0.0);
-    EXPECT_THAT(checked.declared_channels, IsEmpty());
-
-    expect_golden(harness.requests_text(), MICROSOFTAZURE_TEST_DATA "/burstable-requests.txt");
+    const auto settings = sensor_for_machine(harness, "rg-web", "vm-web-burst-01");
+    const auto created = harness.create(7, settings);
+    const auto checked = harness.check(7, settings);
+    // The channels declared on creation, then the check: the newest of three minutes of CPU, the
+    // state, the credits; and what was asked.
+    expect_golden(
+        created.text() + harness.channels_text(7) + checked.text() + harness.requests_text(),
+        MICROSOFTAZURE_TEST_DATA "/burstable.txt");
     EXPECT_THAT(harness.sensor_log(7), HasSubstr("Response Message is: "));
 
     // Made anew with the host's channel map, the sensor declares nothing again.
-    EXPECT_THAT(harness.create(7, sensor_for_machine(harness, "rg-web", "vm-web-burst-01"))
-                    .declared_channels,
-                IsEmpty());
+    EXPECT_THAT(harness.create(7, settings).declared_channels, IsEmpty());
 }
 
 TEST(VirtualMachineSensor, OtherMachinesReportWhatTheyHave) {
