@@ -4,6 +4,9 @@
 #include <charconv>
 #include <jsoncons/json_reader.hpp>
 #include <jsoncons/json_visitor.hpp>
+#include <optional>
+#include <string_view>
+#include <vector>
 
 #include "framework/messaging/impl/json_writer.hpp"
 #include "framework/utils/exceptions.hpp"
@@ -21,6 +24,25 @@ constexpr std::size_t no_member = member_count;
 constexpr std::array<const char*, member_count> member_names{"kind", "settings", "secure_settings",
                                                              "channels", "persistent_data"};
 
+// Where the texts of one member go: into its map, or, when the reader reads the wrapper's own
+// copy of the buffer (whose texts stay where they are), as places in that copy.
+struct text_sink {
+    std::map<std::string, std::string>* map = nullptr;
+    std::vector<sensor_data_wrapper::text_place>* places = nullptr;
+    const char* text = nullptr;  // the copy the places count from
+
+    void add(const std::string& name, std::string_view name_in_text, std::string_view value) {
+        if (places != nullptr) {
+            places->push_back({static_cast<std::uint32_t>(name_in_text.data() - text),
+                               static_cast<std::uint32_t>(name_in_text.size()),
+                               static_cast<std::uint32_t>(value.data() - text),
+                               static_cast<std::uint32_t>(value.size())});
+        } else {
+            map->emplace(name, std::string(value));
+        }
+    }
+};
+
 // Reads the buffer as the parser walks it, straight into the wrapper's maps: the host sends it
 // with every call, and a document tree of it would cost more than the reading. The first
 // problem of each member is kept and reported once the whole text has proved to be JSON, so
@@ -28,8 +50,7 @@ constexpr std::array<const char*, member_count> member_names{"kind", "settings",
 class buffer_reader final : public jsoncons::basic_json_visitor<char> {
 public:
     // `texts` receives the objects of texts, by member; its entry for "kind" is unused.
-    buffer_reader(std::string& kind,
-                  std::array<std::map<std::string, std::string>*, member_count> texts)
+    buffer_reader(std::string& kind, std::array<text_sink, member_count> texts)
         : kind_(kind), texts_(texts) {}
 
     // Throws invalid_settings_buffer for the first problem, in member order.
@@ -79,6 +100,7 @@ private:
             }
         } else if (skip_from_ == 0 && reading_) {
             key_.assign(name.data(), name.size());
+            key_in_text_ = name;
         }
         JSONCONS_VISITOR_RETURN;
     }
@@ -91,7 +113,7 @@ private:
                 seen_[kind_member] = true;
             }
         } else if (skip_from_ == 0 && reading_) {
-            texts_[member_]->emplace(key_, std::string(value.data(), value.size()));
+            texts_[member_].add(key_, key_in_text_, value);
         } else {
             not_a_text();
         }
@@ -203,7 +225,7 @@ private:
     }
 
     std::string& kind_;
-    std::array<std::map<std::string, std::string>*, member_count> texts_;
+    std::array<text_sink, member_count> texts_;
     std::array<std::string, member_count> problems_;
     std::array<bool, member_count> seen_{};
     bool root_is_object_ = false;
@@ -212,6 +234,120 @@ private:
     std::size_t member_ = no_member;
     bool reading_ = false;  // inside one of the objects of texts
     std::string key_;
+    std::string_view key_in_text_;
+};
+
+// The buffers hosts send are objects of objects of plain texts: no escapes, no numbers, no
+// arrays, nothing but printable ASCII inside quotes. plain_buffer_scanner reads exactly that shape
+// and sends the same events the JSON parser would to the visitor, at a fraction of the parser's
+// cost per character. At the first thing outside that shape it gives up, and the buffer is read
+// again by the JSON parser, which decides what it is and, when it is not JSON, says why.
+class plain_buffer_scanner {
+public:
+    plain_buffer_scanner(std::string_view text, jsoncons::basic_json_visitor<char>& visitor)
+        : at_(text.data()), end_(text.data() + text.size()), visitor_(visitor) {}
+
+    // Whether the whole text had that shape; the visitor has seen part of it when it had not.
+    bool scan() {
+        skip_blanks();
+        if (!object(0)) {
+            return false;
+        }
+        skip_blanks();
+        return at_ == end_;
+    }
+
+private:
+    // Deeper than any buffer nests; the parser's own limit is far beyond it.
+    static constexpr int deepest = 8;
+
+    void skip_blanks() {
+        while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) {
+            ++at_;
+        }
+    }
+
+    bool next_is(char expected) {
+        skip_blanks();
+        if (at_ != end_ && *at_ == expected) {
+            ++at_;
+            return true;
+        }
+        return false;
+    }
+
+    // A quoted text of printable ASCII without escapes, the opening quote already read.
+    bool text(std::string_view& found) {
+        const char* const start = at_;
+        while (at_ != end_) {
+            const auto character = static_cast<unsigned char>(*at_);
+            if (character == '"') {
+                found = std::string_view(start, static_cast<std::size_t>(at_ - start));
+                ++at_;
+                return true;
+            }
+            if (character < 0x20U || character >= 0x7FU || character == '\\') {
+                return false;
+            }
+            ++at_;
+        }
+        return false;
+    }
+
+    bool object(int depth) {
+        if (depth > deepest || !next_is('{')) {
+            return false;
+        }
+        visitor_.begin_object();
+        if (next_is('}')) {
+            visitor_.end_object();
+            return true;
+        }
+        do {
+            std::string_view name;
+            if (!next_is('"') || !text(name) || !next_is(':')) {
+                return false;
+            }
+            visitor_.key(name);
+            if (!value(depth)) {
+                return false;
+            }
+        } while (next_is(','));
+        if (!next_is('}')) {
+            return false;
+        }
+        visitor_.end_object();
+        return true;
+    }
+
+    bool value(int depth) {
+        skip_blanks();
+        if (at_ == end_) {
+            return false;
+        }
+        if (*at_ == '"') {
+            ++at_;
+            std::string_view found;
+            if (!text(found)) {
+                return false;
+            }
+            visitor_.string_value(found);
+            return true;
+        }
+        if (*at_ == '{') {
+            return object(depth + 1);
+        }
+        if (end_ - at_ >= 4 && std::string_view(at_, 4) == "null") {
+            at_ += 4;
+            visitor_.null_value();
+            return true;
+        }
+        return false;
+    }
+
+    const char* at_;
+    const char* const end_;
+    jsoncons::basic_json_visitor<char>& visitor_;
 };
 
 std::map<int, std::string> channel_ids(const std::map<std::string, std::string>& texts) {
@@ -248,18 +384,58 @@ sensor_data_wrapper::sensor_data_wrapper(const void* data, unsigned size) {
     if (size == 0) {
         throw invalid_settings_buffer("the host passed an empty buffer");
     }
-    const std::string_view text(static_cast<const char*>(data), size);
+    // Most buffers are plain: read from a copy, their settings stay in it until they are read.
+    text_.assign(static_cast<const char*>(data), size);
     std::map<std::string, std::string> channel_texts;
-    buffer_reader reader(
-        kind_, {nullptr, &settings_, &secure_settings_, &channel_texts, &persistent_data_});
-    try {
-        jsoncons::json_string_reader parser(text, reader);
-        parser.read();
-    } catch (const std::exception& e) {
-        throw invalid_settings_buffer(std::string("it is not JSON (") + e.what() + ")");
+    std::optional<buffer_reader> reader(
+        std::in_place, kind_,
+        std::array<text_sink, member_count>{
+            text_sink{}, text_sink{nullptr, &settings_places_, text_.data()},
+            text_sink{nullptr, &secure_settings_places_, text_.data()}, text_sink{&channel_texts},
+            text_sink{&persistent_data_}});
+    if (!plain_buffer_scanner(text_, *reader).scan()) {
+        // Not of the plain shape: start afresh with the JSON parser, straight into the maps.
+        kind_.clear();
+        settings_places_.clear();
+        secure_settings_places_.clear();
+        channel_texts.clear();
+        persistent_data_.clear();
+        reader.emplace(kind_, std::array<text_sink, member_count>{
+                                  text_sink{}, text_sink{&settings_}, text_sink{&secure_settings_},
+                                  text_sink{&channel_texts}, text_sink{&persistent_data_}});
+        try {
+            jsoncons::json_string_reader parser(std::string_view(text_), *reader);
+            parser.read();
+        } catch (const std::exception& e) {
+            throw invalid_settings_buffer(std::string("it is not JSON (") + e.what() + ")");
+        }
+        text_.clear();
+        texts_made_ = true;
     }
-    reader.report();
+    reader->report();
     channels_ = channel_ids(channel_texts);
+}
+
+const std::map<std::string, std::string>& sensor_data_wrapper::settings() const {
+    if (!texts_made_) {
+        // In the order of the buffer: of two equal names the first counts, as with the parser.
+        const auto fill = [this](const std::vector<text_place>& places,
+                                 std::map<std::string, std::string>& texts) {
+            for (const auto& place : places) {
+                texts.emplace(text_.substr(place.name_at, place.name_size),
+                              text_.substr(place.value_at, place.value_size));
+            }
+        };
+        fill(settings_places_, settings_);
+        fill(secure_settings_places_, secure_settings_);
+        texts_made_ = true;
+    }
+    return settings_;
+}
+
+const std::map<std::string, std::string>& sensor_data_wrapper::secure_settings() const {
+    settings();
+    return secure_settings_;
 }
 
 const std::string& sensor_data_wrapper::get_value(const std::string& key) const {
@@ -271,16 +447,16 @@ const std::string& sensor_data_wrapper::get_value(const std::string& key) const 
 }
 
 const std::string& sensor_data_wrapper::get_secure_value(const std::string& key) const {
-    const auto found = secure_settings_.find(key);
-    if (found == secure_settings_.end()) {
+    const auto found = secure_settings().find(key);
+    if (found == secure_settings().end()) {
         throw setting_not_available(key);
     }
     return found->second;
 }
 
 const std::string* sensor_data_wrapper::find_value(const std::string& key) const {
-    const auto found = settings_.find(key);
-    return found == settings_.end() ? nullptr : &found->second;
+    const auto found = settings().find(key);
+    return found == settings().end() ? nullptr : &found->second;
 }
 
 std::string sensor_data_wrapper::to_json() const {
@@ -288,9 +464,9 @@ std::string sensor_data_wrapper::to_json() const {
     out.begin_object();
     out.key("kind").value(kind_);
     out.key("settings");
-    write_texts(out, settings_, false);
+    write_texts(out, settings(), false);
     out.key("secure_settings");
-    write_texts(out, secure_settings_, true);
+    write_texts(out, secure_settings(), true);
     out.key("channels").begin_object();
     for (const auto& [id, name] : channels_) {
         out.key(std::to_string(id)).value(name);

@@ -25,13 +25,13 @@ sensor_data_wrapper wrap(const std::string& text) {
 TEST(SensorDataWrapper, ReadsEveryPartOfTheBuffer) {
     const std::string text = R"({"kind":"virtual_machine_sensor",
         "settings":{"host":"h","timeout":"60"},
-        "secure_settings":{"secret":"pw"},
+        "secure_settings":{"secret":"p\"w\u00e9"},
         "channels":{"0":"channel_avg_cpu","12":"budget_used[x]"},
         "persistent_data":{"currency":"EUR"}})";
     const auto wrapper = wrap(text);
     EXPECT_EQ(wrapper.get_kind(), "virtual_machine_sensor");
     EXPECT_EQ(wrapper.get_value("timeout"), "60");
-    EXPECT_EQ(wrapper.get_secure_value("secret"), "pw");
+    EXPECT_EQ(wrapper.get_secure_value("secret"), "p\"w\xc3\xa9");
     EXPECT_EQ(wrapper.get_channels(),
               (std::map<int, std::string>{{0, "channel_avg_cpu"}, {12, "budget_used[x]"}}));
     EXPECT_EQ(wrapper.get_persistent_data().at("currency"), "EUR");
