@@ -10,6 +10,7 @@
 
 #include "framework/messaging/impl/json_writer.hpp"
 #include "framework/utils/exceptions.hpp"
+#include "framework/utils/plain_text.hpp"
 
 namespace zentrova::monitoring_modules::framework::settings {
 namespace {
@@ -279,19 +280,13 @@ private:
     // A quoted text of printable ASCII without escapes, the opening quote already read.
     bool text(std::string_view& found) {
         const char* const start = at_;
-        while (at_ != end_) {
-            const auto character = static_cast<unsigned char>(*at_);
-            if (character == '"') {
-                found = std::string_view(start, static_cast<std::size_t>(at_ - start));
-                ++at_;
-                return true;
-            }
-            if (character < 0x20U || character >= 0x7FU || character == '\\') {
-                return false;
-            }
-            ++at_;
+        at_ = utils::plain_ascii_run_end(at_, end_);
+        if (at_ == end_ || *at_ != '"') {
+            return false;
         }
-        return false;
+        found = std::string_view(start, static_cast<std::size_t>(at_ - start));
+        ++at_;
+        return true;
     }
 
     bool object(int depth) {

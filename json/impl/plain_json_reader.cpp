@@ -6,8 +6,9 @@
 #include <array>
 #include <charconv>
 #include <cstdint>
-#include <cstring>
 #include <system_error>
+
+#include "framework/utils/plain_text.hpp"
 
 namespace zentrova::monitoring_modules::json::impl {
 
@@ -32,29 +33,6 @@ bool is_digit(char character) {
 
 bool is_blank(char character) {
     return character == ' ' || character == '\n' || character == '\r' || character == '\t';
-}
-
-// The bytes of `word` that may end a run of plain ASCII text: a quote, a backslash, a control
-// character or a byte beyond ASCII each set the top bit of its byte (the usual tests of all
-// bytes of a word at once). Above the first such byte other bits may be set too; the lowest set
-// bit is always exact.
-std::uint64_t run_ends(std::uint64_t word) {
-    constexpr std::uint64_t ones = 0x0101010101010101U;
-    constexpr std::uint64_t highs = 0x8080808080808080U;
-    const auto zero_bytes = [](std::uint64_t bytes) { return (bytes - ones) & ~bytes & highs; };
-    const std::uint64_t below_space = (word - ones * 0x20U) & ~word & highs;
-    return zero_bytes(word ^ (ones * '"')) | zero_bytes(word ^ (ones * '\\')) | below_space |
-           (word & highs);
-}
-
-// How many plain bytes a word read from memory begins with, given its run_ends().
-std::size_t plain_prefix(std::uint64_t ends) {
-#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
-    return static_cast<std::size_t>(__builtin_ctzll(ends)) / 8U;
-#else
-    static_cast<void>(ends);
-    return 0;
-#endif
 }
 
 }  // namespace
@@ -177,20 +155,13 @@ bool plain_json_reader::array(int depth) {
 
 // A text without escapes or control characters, its opening quote already read. Bytes beyond
 // ASCII must form well-formed UTF-8 (the Unicode standard's table of byte sequences, which the
-// library checks too); the reader declines any other. Runs of plain ASCII, most of every
-// answer, are passed eight bytes at a time.
+// library checks too); the reader declines any other.
 bool plain_json_reader::text(std::string_view& found) {
     const char* const start = at_;
     while (at_ != end_) {
-        if (end_ - at_ >= 8) {
-            std::uint64_t word = 0;
-            std::memcpy(&word, at_, sizeof word);
-            const std::uint64_t ends = run_ends(word);
-            if (ends == 0U) {
-                at_ += 8;
-                continue;
-            }
-            at_ += plain_prefix(ends);
+        at_ = framework::utils::plain_ascii_run_end(at_, end_);
+        if (at_ == end_) {
+            break;
         }
         const auto character = static_cast<unsigned char>(*at_);
         if (character == '"') {
@@ -198,13 +169,8 @@ bool plain_json_reader::text(std::string_view& found) {
             ++at_;
             return true;
         }
-        if (character < 0x20U || character == '\\') {
-            return false;
-        }
-        if (character < 0x80U) {
-            ++at_;
-        } else if (!utf8_sequence()) {
-            return false;
+        if (character < 0x80U || !utf8_sequence()) {
+            return false;  // a backslash or a control character, or not UTF-8
         }
     }
     return false;
