@@ -38,7 +38,8 @@ done
 # its packages are installed from the lockfile with npm ci into the build directory, once per
 # lockfile. Without Node.js or npm the run goes on and the SDK's row says what is missing.
 install_sdk_peer() {
-  local source="$root/bench/peers/azure-sdk-js" target="$bin/../peers/azure-sdk-js"
+  local source="$root/bench/peers/azure-sdk-js" target
+  target="$(cd "$bin/.." && pwd)/peers/azure-sdk-js"
   if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
     sdk_peer=(--no-sdk-peer="Node.js 20 and npm are not installed (Debian packages nodejs and npm)")
     return
