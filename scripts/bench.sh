@@ -36,3 +36,4 @@ done
 echo
 echo "== $(basename "$end_to_end")"
 "$end_to_end" "$@"
+echo && echo "== quota_throttling" && "$bin/quota_throttling"
