@@ -41,8 +41,9 @@ std::vector<std::string> named(const std::vector<std::string>& files,
     return found;
 }
 
-const std::vector<std::string> engine_libraries = {"libcurl.so", "libssl.so", "libcrypto.so",
-                                                   "libgnutls.so"};
+std::vector<std::string> engine_libraries() {
+    return {"libcurl.so", "libssl.so", "libcrypto.so", "libgnutls.so"};
+}
 
 class EngineLoading : public ::testing::Test {
 protected:
@@ -86,13 +87,13 @@ protected:
 TEST_F(EngineLoading, InitialisingMapsNoEngineLibraryUntilTheFirstConnection) {
     const auto report = run_probe();
     ASSERT_EQ(report.mapped.size(), 3U) << report.lines;
-    ASSERT_THAT(named(report.mapped.at("started"), engine_libraries), ::testing::IsEmpty())
+    ASSERT_THAT(named(report.mapped.at("started"), engine_libraries()), ::testing::IsEmpty())
         << "the probe itself must not bring the engine along";
 
     const auto& initialised = report.mapped.at("initialised");
     EXPECT_THAT(named(initialised, {"libMicrosoftAzure.so", "libTikoHelper.so"}),
                 ::testing::UnorderedElementsAre("libMicrosoftAzure.so", "libTikoHelper.so"));
-    EXPECT_THAT(named(initialised, engine_libraries), ::testing::IsEmpty());
+    EXPECT_THAT(named(initialised, engine_libraries()), ::testing::IsEmpty());
 
     // The check connects (to a closed port), which loads libcurl and its OpenSSL, and fails the
     // way a connection fails.
@@ -118,7 +119,7 @@ TEST_F(EngineLoading, AnEngineThatCannotBeLoadedFailsTheCheckNamingItAndWhatToIn
     EXPECT_THAT(sensor_log(), AllOf(HasSubstr("the HTTP engine cannot be loaded"),
                                     HasSubstr((broken / "libcurl.so.4").string()),
                                     HasSubstr("install Debian's libcurl4 package")));
-    EXPECT_THAT(named(report.mapped.at("checked"), engine_libraries), ::testing::IsEmpty());
+    EXPECT_THAT(named(report.mapped.at("checked"), engine_libraries()), ::testing::IsEmpty());
 }
 
 }  // namespace

@@ -23,37 +23,38 @@ settings_buffer virtual_machine_sensor(settings_buffer settings, const std::stri
 }
 
 // The bundled scenario's databases and pools, one of each type: server, resource, region, type.
-const std::vector<std::array<std::string, 4>> databases = {
+constexpr std::array<std::array<const char*, 4>, 4> databases = {{
     {"sql-emulator-pool", "elasticPools/pool-dtu", "West Europe", "Elastic pool, DTU"},
     {"sql-emulator-pool", "elasticPools/pool-vcore", "West Europe", "Elastic pool, vCore"},
     {"sql-emulator-single", "databases/db-reporting", "North Europe", "Single database, vCore"},
     {"sql-emulator-single", "databases/db-legacy", "North Europe", "Single database, DTU"},
-};
+}};
 
 settings_buffer sql_database_sensor(settings_buffer settings, const std::string& subscription_id,
                                     std::size_t variant) {
     const auto& [server, resource, region, type] = databases.at(variant % databases.size());
-    return database_sensor(std::move(settings), subscription_id, server + "/" + resource, type,
-                           region);
+    return database_sensor(std::move(settings), subscription_id,
+                           std::string(server) + "/" + resource, type, region);
 }
 
 // Every option off, every option on, and two mixtures, by the options' names below.
-const std::array<std::string, 4> cost_options = {"show_budgets", "show_forecast",
-                                                 "show_most_expensive_service",
-                                                 "most_expensive_service_grouping"};
-const std::vector<std::array<std::string, 4>> cost_variants = {
+constexpr std::array<const char*, 4> cost_options = {"show_budgets", "show_forecast",
+                                                     "show_most_expensive_service",
+                                                     "most_expensive_service_grouping"};
+constexpr std::array<std::array<const char*, 4>, 4> cost_variants = {{
     {"disabled", "disabled", "disabled", "servicename"},
     {"enabled", "enabled", "enabled", "servicename"},
     {"enabled", "disabled", "disabled", "resourcetype"},
     {"disabled", "enabled", "enabled", "resourcegroupname"},
-};
+}};
 
 settings_buffer subscription_cost_sensor(settings_buffer settings, const std::string&,
                                          std::size_t variant) {
     settings.kind = "subscription_cost_sensor";
     for (std::size_t option = 0; option < cost_options.size(); ++option) {
-        settings.settings["subscription_cost_sensor_section.subscription_cost_sensor_group." +
-                          cost_options[option]] =
+        const std::string group =
+            "subscription_cost_sensor_section.subscription_cost_sensor_group.";
+        settings.settings[group + cost_options[option]] =
             cost_variants.at(variant % cost_variants.size())[option];
     }
     return settings;

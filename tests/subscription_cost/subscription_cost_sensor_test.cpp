@@ -15,7 +15,7 @@ namespace {
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-const std::string all_options = "show_budgets show_forecast show_most_expensive_service";
+constexpr const char* all_options = "show_budgets show_forecast show_most_expensive_service";
 
 // The sensor's settings: every option off unless `options` names it ("show_forecast" switches
 // one on, "name=value" sets one).
@@ -130,11 +130,10 @@ std::string cost_body(const std::string& route, const std::string& columns,
            R"(],\"rows\":[)" + rows + "]}}\"}";
 }
 
-const std::string eur_vs_usd =
-    "Previous and current currency differ (EUR vs USD). Cannot continue.";
-const std::string no_columns = "Required columns are not found inside the JSON response.";
-
 TEST(SubscriptionCostSensor, EachWorldGivesItsOutcome) {
+    const std::string eur_vs_usd =
+        "Previous and current currency differ (EUR vs USD). Cannot continue.";
+    const std::string no_columns = "Required columns are not found inside the JSON response.";
     const std::string top = "show_most_expensive_service most_expensive_service_grouping=";
     const std::vector<cost_case> cases{
         {"no option", "", {}},

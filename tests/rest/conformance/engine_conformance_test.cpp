@@ -72,7 +72,7 @@ echoed_request read_echo(const response& answer) {
         } else if (key == "content-length") {
             echoed.content_length = value;
         } else if (key != "connection") {
-            echoed.header_lines.push_back(name + ": " + value);
+            echoed.header_lines.push_back(name.append(": ").append(value));
         }
     }
     const auto connection = answer.headers.find("X-Connection");
