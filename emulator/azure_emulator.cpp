@@ -187,6 +187,10 @@ void azure_emulator::clear_faults(const std::string& route) {
     state_->service->faults().clear(route);
 }
 
+void azure_emulator::set_quota_clock(double seconds) {
+    state_->service->quotas().hold_clock_at(seconds);
+}
+
 std::vector<fault> azure_emulator::faults() const {
     return state_->service->faults().list();
 }

@@ -123,6 +123,11 @@ public:
     void clear_faults(const std::string& route);
     std::vector<fault> faults() const;
 
+    // Stops the scenario's quota clock at `seconds` after the scenario began, so that a
+    // benchmark steps through hours of quota in seconds; until the first call it follows the
+    // real clock.
+    void set_quota_clock(double seconds);
+
     emulator_counters counters() const;
     std::vector<recorded_request> requests() const;
     // Waits until at least `count` Azure requests were received; false on timeout.

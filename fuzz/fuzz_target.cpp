@@ -1,5 +1,6 @@
 #include "fuzz/fuzz_target.hpp"
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <utility>
@@ -20,6 +21,14 @@ void require(bool holds, std::string_view what) {
 
 std::string_view input_reader::line() {
     return until("\n");
+}
+
+std::int32_t input_reader::status_line() {
+    const std::string_view text = line();
+    std::int32_t status = 200;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), status);
+    static_cast<void>(end);
+    return error == std::errc() ? status : 200;
 }
 
 std::string_view input_reader::until(std::string_view separator) {

@@ -42,11 +42,14 @@ class input_reader {
 public:
     input_reader(const std::uint8_t* data, std::size_t size)
         : text_(reinterpret_cast<const char*>(data), size) {}  // NOLINT: bytes as text
+    explicit input_reader(std::string_view text) : text_(text) {}
 
     // The text up to the next line break (which is consumed), or all that is left.
     std::string_view line();
     // The text up to `separator` (which is consumed), or all that is left.
     std::string_view until(std::string_view separator);
+    // The status code on the next line; a line that holds none gives 200, so bodies alone fuzz too.
+    std::int32_t status_line();
     std::string_view rest() const { return text_; }
     bool empty() const { return text_.empty(); }
 

@@ -2,27 +2,10 @@
 
 #include <cctype>
 #include <charconv>
-#include <utility>
 
 #include "rest/exceptions.hpp"
 
 namespace zentrova::monitoring_modules::fuzz {
-namespace {
-
-constexpr std::string_view separator = "\n###\n";
-
-std::string_view take(std::string_view& text, std::string_view until) {
-    const auto end = text.find(until);
-    if (end == std::string_view::npos) {
-        return std::exchange(text, {});
-    }
-    const std::string_view part = text.substr(0, end);
-    text.remove_prefix(end + until.size());
-    return part;
-}
-
-}  // namespace
-
 scripted_answers::scripted_answers(std::string_view script) : script_(script) {}
 
 rest::response scripted_answers::next(const std::string& url) {
@@ -30,9 +13,9 @@ rest::response scripted_answers::next(const std::string& url) {
     if (script_.empty()) {
         throw rest::exceptions::connection_failed("the script has no more answers");
     }
-    std::string_view answer = take(script_, separator);
-    std::string_view body = answer;
-    const std::string_view head = take(answer, "\n");
+    input_reader answer(script_.until("\n###\n"));
+    std::string_view body = answer.rest();
+    const std::string_view head = answer.line();
     if (head == "CONNECT") {
         throw rest::exceptions::connection_failed("scripted");
     }
@@ -59,7 +42,7 @@ rest::response scripted_answers::next(const std::string& url) {
         } else {
             response.headers.clear();
         }
-        body = answer;
+        body = answer.rest();
     }
     response.body = std::string(body);
     return response;

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fuzz/fuzz_target.hpp"
 #include "rest/rest_interface.hpp"
 
 namespace zentrova::monitoring_modules::fuzz {
@@ -27,7 +28,7 @@ public:
     const std::vector<std::string>& urls() const { return urls_; }
 
 private:
-    std::string_view script_;
+    input_reader script_;
     std::vector<std::string> urls_;
 };
 

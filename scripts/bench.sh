@@ -69,3 +69,4 @@ install_sdk_peer
 echo
 echo "== $(basename "$end_to_end")"
 "$end_to_end" "${sdk_peer[@]}" "$@"
+echo && echo "== quota_throttling" && "$bin/quota_throttling"

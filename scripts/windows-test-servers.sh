@@ -84,8 +84,7 @@ start_servers() {
   # The prefix trusts the emulator's CA as Windows would after an administrator imported it.
   "$here/wine-run.sh" "$import_tool" "$(wine_path "$ca_file")" </dev/null
 
-  setsid "$conformance" --directory "$state/conformance-tls" \
-    --state-file "$state/conformance.env" --wine-paths \
+  setsid "$conformance" "$state/conformance-tls" "$state/conformance.env" --wine-paths \
     >"$state/conformance.log" 2>&1 </dev/null &
   echo $! >"$state/conformance.pid"
   wait_for "$state/conformance.env" refusing_port "$(cat "$state/conformance.pid")" \

@@ -94,6 +94,7 @@ std::shared_ptr<const scenario> azure_service::world() const {
 
 void azure_service::replace_scenario(std::shared_ptr<const scenario> world) {
     faults_.replace_all(world->faults);
+    quotas_.reset();
     std::lock_guard<std::mutex> lock(world_mutex_);
     world_ = std::move(world);
 }
@@ -267,6 +268,27 @@ http_answer azure_service::resource_manager(const route_match& route,
                              "' is invalid. The supported versions are " +
                              join(route.api_versions) + ".");
     }
+    header_list quota_headers;
+    std::optional<http_answer> throttled;
+    if (world.quotas.any()) {
+        quota_meter::usage usage;
+        usage.read = request.method == "GET";
+        usage.cost_management = route.id == route_id::cost_query || route.id == route_id::forecast;
+        usage.qpu = route.id == route_id::cost_query ? cost_responder::months_queried(request) : 0;
+        usage.tenant = claims.tenant_id;
+        usage.subscription = subscription_id;
+        throttled = quotas_.charge(world.quotas, usage, quota_headers);
+    }
+    http_answer answer = throttled ? std::move(*throttled) : respond(route, request, world, now);
+    for (auto& [name, value] : quota_headers) {
+        answer.set_header(std::move(name), std::move(value));
+    }
+    return answer;
+}
+
+http_answer azure_service::respond(const route_match& route, const incoming_request& request,
+                                   const scenario& world, system_time now) const {
+    const std::string& subscription_id = route.capture("subscription");
     const arm_request r{
         world, *world.find_subscription(subscription_id), route, request, now, endpoints_.base_url};
     switch (route.id) {
@@ -295,7 +317,12 @@ void azure_service::add_common_headers(http_answer& answer, const incoming_reque
     answer.set_header("x-ms-correlation-request-id",
                       correlation.empty() ? random_guid() : correlation);
     answer.set_header("x-ms-routing-request-id", "WESTEUROPE:" + iso8601(now) + ":" + request_id);
-    answer.set_header("x-ms-ratelimit-remaining-subscription-reads", "11999");
+    // Without a quota in force a read leaves plenty.
+    if (std::none_of(answer.headers.begin(), answer.headers.end(), [](const auto& h) {
+            return iequals(h.first, "x-ms-ratelimit-remaining-subscription-reads");
+        })) {
+        answer.set_header("x-ms-ratelimit-remaining-subscription-reads", "11999");
+    }
     answer.set_header("Strict-Transport-Security", "max-age=31536000; includeSubDomains");
     answer.set_header("X-Content-Type-Options", "nosniff");
 }

@@ -8,6 +8,7 @@
 #include "emulator/impl/fault_table.hpp"
 #include "emulator/impl/http_exchange.hpp"
 #include "emulator/impl/identity_responder.hpp"
+#include "emulator/impl/quota_meter.hpp"
 #include "emulator/impl/request_recorder.hpp"
 #include "emulator/impl/route_table.hpp"
 #include "emulator/impl/scenario.hpp"
@@ -32,6 +33,7 @@ struct service_reply {
 
 // The emulated Azure, without any transport: routes a request, applies the fault in force,
 // checks the bearer token, subscription access and api-version of Resource Manager requests,
+// charges them against the scenario's quotas,
 // asks the responders, records what happened, and serves the control endpoints under
 // /_emulator/. Thread-safe; the scenario is swapped as a whole.
 class azure_service {
@@ -43,6 +45,7 @@ public:
 
     void replace_scenario(std::shared_ptr<const scenario> world);  // its faults replace ours
     fault_table& faults() { return faults_; }
+    quota_meter& quotas() { return quotas_; }
 
 private:
     std::shared_ptr<const scenario> world() const;
@@ -51,6 +54,8 @@ private:
                       const scenario& world, system_time now) const;
     http_answer resource_manager(const route_match& route, const incoming_request& request,
                                  const scenario& world, system_time now) const;
+    http_answer respond(const route_match& route, const incoming_request& request,
+                        const scenario& world, system_time now) const;
     http_answer unauthorized(const std::string& code, const std::string& message,
                              const std::string& tenant) const;
     http_answer control(const incoming_request& request);
@@ -62,6 +67,7 @@ private:
     identity_responder identity_;
     route_table routes_;
     fault_table faults_;
+    mutable quota_meter quotas_;
     request_recorder& recorder_;
     mutable std::mutex world_mutex_;
     std::shared_ptr<const scenario> world_;

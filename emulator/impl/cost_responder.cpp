@@ -1,9 +1,14 @@
 #include "emulator/impl/cost_responder.hpp"
 
-#include "emulator/impl/json_answer.hpp"
+#include "emulator/impl/resource_answers.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <optional>
 
 namespace zentrova::monitoring_modules::emulator::impl {
@@ -149,18 +154,49 @@ std::optional<ojson> parse_body(const std::string& body, std::string& problem) {
     return std::nullopt;
 }
 
-ojson query_envelope(const subscription& sub, ojson columns, ojson rows) {
+// A cost cell as Cost Management writes numbers: the shortest text that reads back as the same
+// double, in exponent form ("1.5E-05") below 1E-04 and from 1E+15 on.
+ojson cost_cell(double value) {
+    std::array<char, 40> text{};
+    int digits = 1;
+    for (; digits < 17; ++digits) {
+        std::snprintf(text.data(), text.size(), "%.*e", digits - 1, value);
+        if (std::strtod(text.data(), nullptr) == value) {
+            break;
+        }
+    }
+    std::snprintf(text.data(), text.size(), "%.*e", digits - 1, value);
+    char* e = std::strchr(text.data(), 'e');
+    const int exponent = value == 0 ? 0 : std::atoi(e + 1);
+    if (exponent < -4 || exponent >= 15) {
+        *e = 'E';
+    } else {
+        std::snprintf(text.data(), text.size(), "%.*f", std::max(0, digits - 1 - exponent), value);
+    }
+    return {std::string(text.data()), jsoncons::semantic_tag::bigdec};
+}
+
+// One page of rows (the scenario's page size) and the link to the rest.
+http_answer query_answer(const arm_request& r, ojson columns, const ojson& rows) {
+    const list_page page = page_of(r, rows.size(), r.world.page_size);
+    if (page.rejection) {
+        return *page.rejection;
+    }
     const std::string id = random_guid();
     ojson properties = object();
-    properties["nextLink"] = ojson::null();
+    properties["nextLink"] = page.next_link.empty() ? ojson::null() : ojson(page.next_link);
     properties["columns"] = std::move(columns);
-    properties["rows"] = std::move(rows);
+    ojson shown = array();
+    for (std::size_t i = page.first; i < page.end; ++i) {
+        shown.push_back(rows[i]);
+    }
+    properties["rows"] = std::move(shown);
     ojson body = object();
-    body["id"] = "subscriptions/" + sub.id + "/providers/Microsoft.CostManagement/query/" + id;
+    body["id"] = "subscriptions/" + r.sub.id + "/providers/Microsoft.CostManagement/query/" + id;
     body["name"] = id;
     body["type"] = "microsoft.costmanagement/Query";
     body["properties"] = std::move(properties);
-    return body;
+    return json_answer(body);
 }
 
 // Name of the billing period a day belongs to; the newest period when none holds it.
@@ -183,7 +219,29 @@ std::int64_t usage_date(const std::string& date) {
     return std::stoll(digits);
 }
 
+// Days since 1970-01-01 of a YYYY-MM-DD date.
+std::int64_t day_number(const std::string& date) {
+    std::tm day{};
+    day.tm_year = std::atoi(date.substr(0, 4).c_str()) - 1900;
+    day.tm_mon = std::atoi(date.substr(5, 2).c_str()) - 1;
+    day.tm_mday = std::atoi(date.substr(8, 2).c_str());
+    return static_cast<std::int64_t>(timegm(&day)) / 86400;
+}
+
 }  // namespace
+
+int cost_responder::months_queried(const incoming_request& request) {
+    std::string problem;
+    const std::optional<ojson> root = parse_body(request.body, problem);
+    const ojson* period = root ? member(&*root, "timePeriod") : nullptr;
+    const std::string from = text(member(period, "from"));
+    const std::string to = text(member(period, "to"));
+    if (!looks_like_date(from) || !looks_like_date(to)) {
+        return 1;
+    }
+    const std::int64_t days = day_number(to) - day_number(from) + 1;
+    return static_cast<int>(std::max<std::int64_t>(1, (days + 30) / 31));
+}
 
 http_answer cost_responder::respond(const arm_request& r) {
     switch (r.route.id) {
@@ -201,7 +259,8 @@ http_answer cost_responder::respond(const arm_request& r) {
 }
 
 http_answer cost_responder::billing_periods(const arm_request& r) {
-    std::size_t top = r.sub.billing_periods.size();
+    // $top is the page size: Billing pages a longer list with a nextLink.
+    std::size_t top = r.world.page_size;
     if (r.request.has_param("$top")) {
         const std::string value = r.request.param("$top");
         if (value.empty() || value.size() > 6 ||
@@ -211,11 +270,10 @@ http_answer cost_responder::billing_periods(const arm_request& r) {
             return arm_error(400, "BadRequest",
                              "$top must be a positive number, found '" + value + "'.");
         }
-        top = std::min(top, static_cast<std::size_t>(std::stoul(value)));
+        top = std::stoul(value);
     }
-    ojson value = array();
-    for (std::size_t i = 0; i < top; ++i) {
-        const billing_period& p = r.sub.billing_periods[i];
+    ojson items = array();
+    for (const billing_period& p : r.sub.billing_periods) {
         ojson invoices = array();
         for (const auto& invoice : p.invoice_ids) {
             invoices.push_back(invoice);
@@ -228,13 +286,11 @@ http_answer cost_responder::billing_periods(const arm_request& r) {
         item["id"] =
             "/subscriptions/" + r.sub.id + "/providers/Microsoft.Billing/billingPeriods/" + p.name;
         item["name"] = p.name;
-        item["type"] = "Microsoft.Billing/billingPeriods";
+        item["type"] = r.world.billing_period_type;
         item["properties"] = std::move(properties);
-        value.push_back(std::move(item));
+        items.push_back(std::move(item));
     }
-    ojson body = object();
-    body["value"] = std::move(value);
-    return json_answer(body);
+    return paged_answer(r, items, top);
 }
 
 http_answer cost_responder::query(const arm_request& r) {
@@ -263,7 +319,7 @@ http_answer cost_responder::query(const arm_request& r) {
     ojson rows = array();
     auto add_row = [&](double cost, const std::string* key) {
         ojson row = array();
-        row.push_back(cost);
+        row.push_back(cost_cell(cost));
         if (key != nullptr) {
             row.push_back(*key);
         }
@@ -300,7 +356,7 @@ http_answer cost_responder::query(const arm_request& r) {
             add_row(e.cost, &e.key);
         }
     }
-    return json_answer(query_envelope(r.sub, std::move(columns), std::move(rows)));
+    return query_answer(r, std::move(columns), rows);
 }
 
 http_answer cost_responder::forecast(const arm_request& r) {
@@ -331,7 +387,7 @@ http_answer cost_responder::forecast(const arm_request& r) {
             continue;
         }
         ojson row = array();
-        row.push_back(f.cost);
+        row.push_back(cost_cell(f.cost));
         if (!asked.dimension.empty()) {
             row.push_back(period_of(r.sub, f.date));
         }
@@ -340,11 +396,11 @@ http_answer cost_responder::forecast(const arm_request& r) {
         row.push_back(f.currency);
         rows.push_back(std::move(row));
     }
-    return json_answer(query_envelope(r.sub, std::move(columns), std::move(rows)));
+    return query_answer(r, std::move(columns), rows);
 }
 
 http_answer cost_responder::budgets(const arm_request& r) {
-    ojson value = array();
+    ojson items = array();
     for (const auto& b : r.sub.budgets) {
         ojson period = object();
         period["startDate"] = b.start_date;
@@ -372,18 +428,18 @@ http_answer cost_responder::budgets(const arm_request& r) {
         properties["notifications"] = std::move(notifications);
         const std::string etag = stable_guid("budget:" + b.name).substr(0, 8);
         ojson item = object();
-        // Consumption writes budget ids without the leading "/".
-        item["id"] =
-            "subscriptions/" + r.sub.id + "/providers/Microsoft.Consumption/budgets/" + b.name;
+        // Consumption writes budget ids without the leading "/"; the subscription's list holds
+        // its resource groups' budgets too, whose names may repeat the subscription's.
+        item["id"] = "subscriptions/" + r.sub.id +
+                     (b.resource_group.empty() ? "" : "/resourceGroups/" + b.resource_group) +
+                     "/providers/Microsoft.Consumption/budgets/" + b.name;
         item["name"] = b.name;
         item["type"] = "Microsoft.Consumption/budgets";
         item["eTag"] = "\"1d" + etag + "\"";
         item["properties"] = std::move(properties);
-        value.push_back(std::move(item));
+        items.push_back(std::move(item));
     }
-    ojson body = object();
-    body["value"] = std::move(value);
-    return json_answer(body);
+    return paged_answer(r, items);
 }
 
 }  // namespace zentrova::monitoring_modules::emulator::impl

@@ -10,6 +10,9 @@ namespace zentrova::monitoring_modules::emulator::impl {
 class cost_responder {
 public:
     static http_answer respond(const arm_request& r);
+    // Months of cost data a query's time period covers (at least one): what Cost Management
+    // charges it in query processing units.
+    static int months_queried(const incoming_request& request);
 
 private:
     static http_answer billing_periods(const arm_request& r);

@@ -1,10 +1,10 @@
 #include "emulator/impl/metrics_responder.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <optional>
 
+#include "emulator/impl/metric_catalog.hpp"
 #include "emulator/impl/resource_answers.hpp"
 
 namespace zentrova::monitoring_modules::emulator::impl {
@@ -12,46 +12,17 @@ namespace {
 
 using jsoncons::ojson;
 
-struct known_metric {
-    const char* name;
-    const char* localized;
-    const char* unit;
-};
+// Azure Monitor's answers: plain JSON without a character set, errors as a flat
+// {"code", "message"} instead of Resource Manager's envelope.
+constexpr const char* monitor_content_type = "application/json";
 
-constexpr std::array<known_metric, 24> known_metrics{{
-    {"Percentage CPU", "Percentage CPU", "Percent"},
-    {"CPU Credits Remaining", "CPU Credits Remaining", "Count"},
-    {"CPU Credits Consumed", "CPU Credits Consumed", "Count"},
-    {"cpu_percent", "CPU percentage", "Percent"},
-    {"cpu_limit", "CPU limit", "Count"},
-    {"cpu_used", "CPU used", "Count"},
-    {"physical_data_read_percent", "Data IO percentage", "Percent"},
-    {"log_write_percent", "Log IO percentage", "Percent"},
-    {"dtu_consumption_percent", "DTU percentage", "Percent"},
-    {"dtu_limit", "DTU Limit", "Count"},
-    {"dtu_used", "DTU used", "Count"},
-    {"eDTU_limit", "eDTU limit", "Count"},
-    {"eDTU_used", "eDTU used", "Count"},
-    {"storage", "Data space used", "Bytes"},
-    {"storage_used", "Data space used", "Bytes"},
-    {"storage_percent", "Data space used percent", "Percent"},
-    {"storage_limit", "Data max size", "Bytes"},
-    {"allocated_data_storage", "Data space allocated", "Bytes"},
-    {"sessions_percent", "Sessions percentage", "Percent"},
-    {"workers_percent", "Workers percentage", "Percent"},
-    {"connection_successful", "Successful Connections", "Count"},
-    {"connection_failed", "Failed Connections", "Count"},
-    {"blocked_by_firewall", "Blocked by Firewall", "Count"},
-    {"deadlock", "Deadlocks", "Count"},
-}};
-
-const known_metric* find_known(const std::string& name) {
-    for (const auto& k : known_metrics) {
-        if (iequals(k.name, name)) {
-            return &k;
-        }
-    }
-    return nullptr;
+http_answer monitor_error(int status, const std::string& code, const std::string& message) {
+    ojson body = json_object();
+    body["code"] = code;
+    body["message"] = message;
+    http_answer answer = json_answer(body, status);
+    answer.content_type = monitor_content_type;
+    return answer;
 }
 
 std::string trim(std::string_view text) {
@@ -112,16 +83,17 @@ http_answer metrics_answer(const arm_request& r, const std::string& resource_id,
                            const std::vector<metric_series>& metrics) {
     static const std::vector<std::string> valid_aggregations{"average", "minimum", "maximum",
                                                              "total", "count"};
-    std::vector<std::string> aggregations;
+    std::vector<std::string> aggregations;  // empty: each metric's default
     const std::string aggregation = r.request.param("aggregation");
-    for (const auto& part : split(aggregation.empty() ? "average" : aggregation, ',')) {
+    for (const auto& part :
+         aggregation.empty() ? std::vector<std::string>{} : split(aggregation, ',')) {
         const std::string name = to_lower(trim(part));
         if (std::find(valid_aggregations.begin(), valid_aggregations.end(), name) ==
             valid_aggregations.end()) {
-            return arm_error(400, "BadRequest",
-                             "'" + trim(part) +
-                                 "' is not a valid aggregation; use Average, Minimum, Maximum, "
-                                 "Total or Count.");
+            return monitor_error(400, "BadRequest",
+                                 "'" + trim(part) +
+                                     "' is not a valid aggregation; use Average, Minimum, Maximum, "
+                                     "Total or Count.");
         }
         aggregations.push_back(name);
     }
@@ -132,9 +104,10 @@ http_answer metrics_answer(const arm_request& r, const std::string& resource_id,
         const auto duration =
             timespan.empty() ? std::optional<std::chrono::seconds>(60) : parse_duration(timespan);
         if (!duration) {
-            return arm_error(400, "BadRequest",
-                             "Invalid timespan '" + timespan +
-                                 "': give an ISO 8601 duration such as PT1M or a start/end pair.");
+            return monitor_error(
+                400, "BadRequest",
+                "Invalid timespan '" + timespan +
+                    "': give an ISO 8601 duration such as PT1M or a start/end pair.");
         }
         timespan = iso8601(end - *duration) + "/" + iso8601(end);
     }
@@ -162,7 +135,13 @@ http_answer metrics_answer(const arm_request& r, const std::string& resource_id,
     ojson value = json_array();
     std::size_t points = 0;
     for (const metric_series* m : chosen) {
-        const known_metric* known = find_known(m->name);
+        const metric_definition* known = metric_catalog::find(resource_namespace, m->name);
+        std::vector<std::string> asked = aggregations;
+        if (asked.empty()) {
+            asked.emplace_back(r.world.primary_aggregations && known != nullptr
+                                   ? known->primary_aggregation
+                                   : "average");
+        }
         const std::string localized = !m->localized_name.empty() ? m->localized_name
                                       : known != nullptr         ? known->localized
                                                                  : m->name;
@@ -187,7 +166,7 @@ http_answer metrics_answer(const arm_request& r, const std::string& resource_id,
                 ojson point = json_object();
                 point["timeStamp"] = iso8601(end - std::chrono::minutes(count - i));
                 if (const auto& v = m->values[static_cast<std::size_t>(i)]; v.has_value()) {
-                    for (const auto& a : aggregations) {
+                    for (const auto& a : asked) {
                         point[a] = *v;
                     }
                 }
@@ -215,7 +194,9 @@ http_answer metrics_answer(const arm_request& r, const std::string& resource_id,
     body["value"] = std::move(value);
     body["namespace"] = resource_namespace;
     body["resourceregion"] = location;
-    return json_answer(body);
+    http_answer answer = json_answer(body);
+    answer.content_type = monitor_content_type;
+    return answer;
 }
 
 }  // namespace

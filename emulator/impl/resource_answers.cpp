@@ -17,33 +17,58 @@ http_answer resource_not_found(const arm_request& r, const std::string& type,
                          "' was not found.");
 }
 
-http_answer paged_answer(const arm_request& r, const jsoncons::ojson& items) {
-    std::size_t skip = 0;
+list_page page_of(const arm_request& r, std::size_t total, std::size_t size) {
+    list_page page;
     if (r.request.has_param("$skiptoken")) {
         const std::string token = r.request.param("$skiptoken");
         if (token.empty() ||
             !std::all_of(token.begin(), token.end(),
                          [](char c) { return std::isdigit(static_cast<unsigned char>(c)); }) ||
             token.size() > 9) {
-            return arm_error(400, "InvalidSkipToken",
-                             "The $skiptoken '" + token + "' was not issued by this emulator.");
+            page.rejection =
+                arm_error(400, "InvalidSkipToken",
+                          "The $skiptoken '" + token + "' was not issued by this emulator.");
+            return page;
         }
-        skip = std::stoul(token);
+        page.first = std::min<std::size_t>(std::stoul(token), total);
     }
-    const std::size_t total = items.size();
-    const std::size_t page = r.world.page_size == 0 ? total : r.world.page_size;
+    page.end = size == 0 ? total : std::min(total, page.first + size);
+    if (page.end < total) {
+        // The request again, with every parameter but the old position as it was sent.
+        std::string query;
+        const std::size_t mark = r.request.target.find('?');
+        for (const auto& part :
+             split(mark == std::string::npos ? "" : r.request.target.substr(mark + 1), '&')) {
+            if (!part.empty() && !istarts_with(part, "$skiptoken=") &&
+                !istarts_with(part, "%24skiptoken=")) {
+                query += part + "&";
+            }
+        }
+        page.next_link = r.base_url + r.request.path.substr(1) + "?" + query +
+                         "$skiptoken=" + std::to_string(page.end);
+    }
+    return page;
+}
+
+http_answer paged_answer(const arm_request& r, const jsoncons::ojson& items, std::size_t size) {
+    const list_page page = page_of(r, items.size(), size);
+    if (page.rejection) {
+        return *page.rejection;
+    }
     jsoncons::ojson value = json_array();
-    for (std::size_t i = skip; i < total && i < skip + page; ++i) {
+    for (std::size_t i = page.first; i < page.end; ++i) {
         value.push_back(items[i]);
     }
     jsoncons::ojson body = json_object();
     body["value"] = std::move(value);
-    if (skip + page < total) {
-        body["nextLink"] = r.base_url + r.request.path.substr(1) +
-                           "?api-version=" + r.request.param("api-version") +
-                           "&$skiptoken=" + std::to_string(skip + page);
+    if (!page.next_link.empty()) {
+        body["nextLink"] = page.next_link;
     }
     return json_answer(body);
+}
+
+http_answer paged_answer(const arm_request& r, const jsoncons::ojson& items) {
+    return paged_answer(r, items, r.world.page_size);
 }
 
 }  // namespace zentrova::monitoring_modules::emulator::impl

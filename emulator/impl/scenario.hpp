@@ -113,6 +113,7 @@ struct forecast_row {
 
 struct budget {
     std::string name;
+    std::string resource_group;  // empty: a budget of the subscription itself
     double amount = 0;
     double current_spend = 0;
     std::string category;
@@ -167,9 +168,33 @@ struct tenant {
     const application* find_application(std::string_view client_id) const;
 };
 
+// One counting window of Cost Management's quotas: at most `limit` units per `seconds`, counted
+// per tenant or per entity (the subscription asked about), in query processing units or requests.
+struct quota_window {
+    std::string name;  // the label in the remaining-quota header ("QueriesPerMin")
+    bool qpu = true;
+    bool per_tenant = true;
+    std::int64_t limit = 0;
+    double seconds = 60;
+};
+
+// The throttling a scenario switches on.
+struct quota_rules {
+    std::int64_t read_bucket = 0;  // 0: no quota on Resource Manager reads
+    double read_refill_per_second = 0;
+    std::vector<quota_window> cost_management;
+
+    bool any() const { return read_bucket > 0 || !cost_management.empty(); }
+};
+
 struct scenario {
     int token_lifetime_seconds = 3599;
     std::size_t page_size = 0;  // 0: lists are not paged
+    // Metrics asked for without an aggregation: each in its own primary one (as Azure answers)
+    // rather than in average.
+    bool primary_aggregations = false;
+    std::string billing_period_type = "Microsoft.Billing/billingPeriods";
+    quota_rules quotas;
     std::vector<tenant> tenants;
     std::vector<region> regions;
     std::vector<subscription> subscriptions;

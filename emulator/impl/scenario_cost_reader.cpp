@@ -81,10 +81,12 @@ void scenario_cost_reader::read_costs(const scenario_object& o, subscription& su
                                 row.text("currency", sub.currency)});
     });
     o.each("budgets", [&](const scenario_node& b) {
-        scenario_object budget_node(b, {"name", "amount", "current_spend", "category", "time_grain",
-                                        "start_date", "end_date", "currency"});
+        scenario_object budget_node(
+            b, {"name", "resource_group", "amount", "current_spend", "category", "time_grain",
+                "start_date", "end_date", "currency"});
         budget item;
         item.name = budget_node.text("name");
+        item.resource_group = budget_node.text("resource_group", "");
         item.amount = budget_node.number("amount");
         item.current_spend = budget_node.number("current_spend");
         item.category = budget_node.text("category", "Cost");

@@ -61,18 +61,60 @@ region read_region(const scenario_node& n) {
     return r;
 }
 
+quota_rules read_quotas(const scenario_object& root) {
+    quota_rules rules;
+    if (!root.has("quotas")) {
+        return rules;
+    }
+    scenario_object o(root.child("quotas"), {"subscription_reads", "cost_management"});
+    if (o.has("subscription_reads")) {
+        scenario_object reads(o.child("subscription_reads"), {"bucket", "refill_per_second"});
+        rules.read_bucket = reads.integer("bucket", 250, 1, int_max);
+        rules.read_refill_per_second =
+            static_cast<double>(reads.integer("refill_per_second", 25, 1, int_max));
+    }
+    o.each("cost_management", [&](const scenario_node& n) {
+        scenario_object w(n, {"name", "unit", "scope", "limit", "seconds"});
+        quota_window window;
+        window.name = w.text("name");
+        const std::string unit = w.text("unit", "qpu");
+        const std::string scope = w.text("scope", "tenant");
+        if (unit != "qpu" && unit != "requests") {
+            w.child("unit").fail(R"(expected "qpu" or "requests", found ")" + unit + "\"");
+        }
+        if (scope != "tenant" && scope != "entity") {
+            w.child("scope").fail(R"(expected "tenant" or "entity", found ")" + scope + "\"");
+        }
+        window.qpu = unit == "qpu";
+        window.per_tenant = scope == "tenant";
+        window.limit = w.child("limit").integer(1, int_max);
+        window.seconds = static_cast<double>(w.child("seconds").integer(1, 86400));
+        rules.cost_management.push_back(std::move(window));
+    });
+    return rules;
+}
+
 }  // namespace
 
 scenario scenario_parser::parse(const std::string& json_text, const std::string& origin) {
     const ojson doc = parse_json(json_text, origin);
-    scenario_object root(scenario_node(doc, "$", origin),
-                         {"description", "token_lifetime_seconds", "page_size", "tenants",
-                          "regions", "subscriptions", "faults"});
+    scenario_object root(
+        scenario_node(doc, "$", origin),
+        {"description", "token_lifetime_seconds", "page_size", "default_aggregation",
+         "billing_period_type", "quotas", "tenants", "regions", "subscriptions", "faults"});
     scenario world;
     root.text("description", "");  // free text, but it must be text
     world.token_lifetime_seconds =
         static_cast<int>(root.integer("token_lifetime_seconds", 3599, 0, 30LL * 86400));
     world.page_size = static_cast<std::size_t>(root.integer("page_size", 0, 0, int_max));
+    const std::string aggregation = root.text("default_aggregation", "average");
+    if (aggregation != "average" && aggregation != "primary") {
+        root.child("default_aggregation")
+            .fail(R"(expected "average" or "primary", found ")" + aggregation + "\"");
+    }
+    world.primary_aggregations = aggregation == "primary";
+    world.billing_period_type = root.text("billing_period_type", world.billing_period_type);
+    world.quotas = read_quotas(root);
     root.each("regions", [&](const scenario_node& r) {
         region reg = read_region(r);
         if (world.find_region(reg.name) != nullptr) {

@@ -51,7 +51,14 @@ http_answer sql_responder::sql_servers(const arm_request& r) {
         item["properties"] = std::move(properties);
         items.push_back(std::move(item));
     }
-    return paged_answer(r, items);
+    // The 2014-04-01 list is an OData service's answer, and says so.
+    http_answer answer = paged_answer(r, items);
+    if (answer.status == 200) {
+        answer.content_type =
+            "application/json; odata=minimalmetadata; streaming=true; charset=utf-8";
+        answer.set_header("DataServiceVersion", "3.0;");
+    }
+    return answer;
 }
 
 http_answer sql_responder::sql_databases(const arm_request& r) {

@@ -1,7 +1,8 @@
 // What the other suites rely on in the emulator but cannot see through the module: scenario
-// errors, the v2 token and OpenID routes that SDK clients use, the fault control endpoint and a
-// stop that does not sit out a delay. The routes' answers are checked through the module, by the
-// sensors' suites.
+// errors, the v2 token and OpenID routes that SDK clients use, the fault control endpoint, a
+// stop that does not sit out a delay, and the realistic world's headers, aggregations and quota
+// counts. The routes' answers are checked through the module, by the sensors' suites and the
+// realistic world's.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -49,6 +50,14 @@ public:
             settings);
     }
 
+    explicit client(const azure_emulator& emu, const std::string& tenant,
+                    const std::string& client_id, const std::string& secret)
+        : client(emu) {
+        tenant_ = tenant;
+        client_id_ = client_id;
+        secret_ = secret;
+    }
+
     rest::response get(const std::string& path, const std::string& token = "") {
         rest::request request;
         if (!token.empty()) {
@@ -57,8 +66,12 @@ public:
         return rest_->send_request_path(path, request);
     }
     rest::response post(const std::string& path, const std::string& body,
-                        const std::string& content_type = "application/json") {
+                        const std::string& content_type = "application/json",
+                        const std::string& token = "") {
         rest::request request;
+        if (!token.empty()) {
+            request.headers["Authorization"] = "Bearer " + token;
+        }
         request.method = rest::request_method::POST;
         request.headers["Content-Type"] = content_type;
         request.body = body;
@@ -67,9 +80,9 @@ public:
 
     // A v1 token for the server itself, as the module asks for one.
     std::string access_token(const std::string& login_url) {
-        const auto answer = post(tenant_id + "/oauth2/token",
-                                 "grant_type=client_credentials&client_id=" + client_id +
-                                     "&client_secret=" + client_secret + "&resource=" + login_url,
+        const auto answer = post(tenant_ + "/oauth2/token",
+                                 "grant_type=client_credentials&client_id=" + client_id_ +
+                                     "&client_secret=" + secret_ + "&resource=" + login_url,
                                  form);
         EXPECT_EQ(answer.status_code, 200) << answer.body;
         return answer.status_code == 200
@@ -79,6 +92,9 @@ public:
 
 private:
     std::unique_ptr<rest::rest_interface> rest_;
+    std::string tenant_ = tenant_id;
+    std::string client_id_ = client_id;
+    std::string secret_ = client_secret;
 };
 
 TEST(EmulatorScenario, ABadScenarioIsRefusedWithThePathAndTheProblemAndTheOldOneStays) {
@@ -232,6 +248,112 @@ TEST_F(EmulatorRoutes, StopClosesOpenConnectionsAndCutsDelaysShort) {
     // The delay was a minute; stop must not sit it out.
     EXPECT_LT(took, std::chrono::seconds(30));
     EXPECT_EQ(emu.counters().open_connections, 0U);
+}
+
+// The realistic world, with its quotas replaced by `quotas` when given.
+emulator_options realistic(const char* quotas = nullptr) {
+    std::ifstream in(MICROSOFTAZURE_REALISTIC_SCENARIO);
+    jsoncons::ojson scenario = jsoncons::ojson::parse(in);
+    if (quotas != nullptr) {
+        scenario["quotas"] = jsoncons::ojson::parse(quotas);
+    }
+    emulator_options options;
+    options.scenario_json = scenario.to_string();
+    return options;
+}
+
+class RealisticWorld : public ::testing::Test {
+protected:
+    explicit RealisticWorld(const char* quotas = nullptr) : emu(realistic(quotas)) {
+        emu.set_quota_clock(0);
+    }
+    std::string get_header(const rest::response& r, const std::string& name) {
+        const auto found = r.headers.find(name);
+        return found == r.headers.end() ? "(none)" : found->second;
+    }
+
+    azure_emulator emu;
+    client azure{emu, "4b1e8c2d-7a3f-4e6b-9c5d-0e2f1a3b4c5d",
+                 "9a8b7c6d-5e4f-4a3b-8c2d-1e0f9a8b7c6d", "realistic-client-secret"};
+    std::string token = azure.access_token(emu.login_url());
+    const std::string sub = "subscriptions/6d5c4b3a-2f1e-4d0c-8b9a-7f6e5d4c3b2a";
+};
+
+TEST_F(RealisticWorld, AnswersWithAzuresContentTypesAggregationsPagesAndCostCells) {
+    const auto servers =
+        azure.get(sub + "/providers/Microsoft.Sql/servers?api-version=2014-04-01", token);
+    EXPECT_EQ(get_header(servers, "Content-Type"),
+              "application/json; odata=minimalmetadata; streaming=true; charset=utf-8");
+    EXPECT_EQ(get_header(servers, "DataServiceVersion"), "3.0;");
+    EXPECT_EQ(get_header(servers, "x-ms-ratelimit-remaining-subscription-reads"), "249");
+
+    // Without an aggregation each metric comes in its primary one; errors are flat.
+    const std::string metrics =
+        sub +
+        "/resourceGroups/rg-data/providers/Microsoft.Sql/servers/sql-prod/databases/"
+        "db-sales/providers/microsoft.insights/metrics?api-version=2018-01-01&metricnames=";
+    const auto db = azure.get(metrics + "storage,deadlock", token);
+    EXPECT_EQ(get_header(db, "Content-Type"), "application/json");
+    EXPECT_THAT(db.body,
+                AllOf(HasSubstr(R"(Z","maximum":268435456.0})"), HasSubstr(R"(Z","total":1.0})")));
+    const auto bad = azure.get(metrics + "storage&aggregation=median", token);
+    EXPECT_EQ(bad.status_code, 400);
+    EXPECT_EQ(json::parse(bad.body)["code"].as<std::string>(), "BadRequest");
+
+    // $top pages the billing periods.
+    const auto periods = azure.get(
+        sub + "/providers/Microsoft.Billing/billingPeriods?api-version=2017-04-24-preview&$top=2",
+        token);
+    EXPECT_THAT(periods.body, AllOf(HasSubstr(R"("type":"Microsoft.Billing/BillingPeriods")"),
+                                    HasSubstr("$top=2&$skiptoken=2")));
+
+    const std::string query =
+        R"({"type": "ActualCost", "timeframe": "Custom", "timePeriod": {"from": "2025-03-19", "to": "2025-04-18"},
+            "dataset": {"granularity": "None", "aggregation": {"c": {"name": "PreTaxCost", "function": "Sum"}},
+            "grouping": [{"type": "Dimension", "name": "ServiceName"}]}})";
+    const auto costs =
+        azure.post(sub + "/providers/Microsoft.CostManagement/query?api-version=2019-11-01", query,
+                   "application/json", token);
+    EXPECT_THAT(costs.body, HasSubstr(R"([1.5E-05,"Storage","USD"])"));
+    EXPECT_THAT(costs.body, HasSubstr(R"("nextLink":")"));
+    EXPECT_EQ(get_header(costs, "x-ms-ratelimit-microsoft.costmanagement-qpu-consumed"), "1");
+    EXPECT_EQ(get_header(costs, "x-ms-ratelimit-microsoft.costmanagement-qpu-remaining"),
+              "QueriesPer10Sec:11,QueriesPerMin:59,QueriesPerHour:599");
+}
+
+// Tenant- and entity-scoped request windows, and reads past their bucket.
+class RealisticQuotas : public RealisticWorld {
+protected:
+    RealisticQuotas()
+        : RealisticWorld(R"({"subscription_reads": {"bucket": 1, "refill_per_second": 1},
+            "cost_management": [{"name": "DefaultQuota", "unit": "requests", "scope": "entity", "limit": 1, "seconds": 60},
+                                {"name": "DefaultQuota", "unit": "requests", "scope": "tenant", "limit": 5, "seconds": 60}]})") {
+    }
+};
+
+TEST_F(RealisticQuotas, SpentQuotasAnswer429WithRetryAfter) {
+    const std::string forecast =
+        sub + "/providers/Microsoft.CostManagement/forecast?api-version=2019-11-01";
+    const std::string body =
+        R"({"type": "ActualCost", "dataSet": {"aggregation": {"c": {"name": "Cost", "function": "Sum"}}}})";
+    const auto first = azure.post(forecast, body, "application/json", token);
+    EXPECT_EQ(first.status_code, 200) << first.body;
+    EXPECT_EQ(
+        get_header(first, "x-ms-ratelimit-remaining-microsoft.costmanagement-entity-requests"),
+        "DefaultQuota:0");
+    EXPECT_EQ(
+        get_header(first, "x-ms-ratelimit-remaining-microsoft.costmanagement-tenant-requests"),
+        "DefaultQuota:4");
+    const auto second = azure.post(forecast, body, "application/json", token);
+    EXPECT_EQ(second.status_code, 429);
+    EXPECT_EQ(get_header(second, "x-ms-ratelimit-microsoft.costmanagement-entity-retry-after"),
+              "60");
+    EXPECT_EQ(get_header(second, "Retry-After"), "60");
+
+    EXPECT_EQ(azure.get(sub + "/locations?api-version=2020-01-01", token).status_code, 200);
+    const auto spent = azure.get(sub + "/locations?api-version=2020-01-01", token);
+    EXPECT_EQ(spent.status_code, 429);
+    EXPECT_EQ(get_header(spent, "Retry-After"), "1");
 }
 
 }  // namespace

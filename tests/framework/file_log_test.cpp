@@ -57,22 +57,6 @@ TEST_F(LogDirectory, SensorLinesGoToTheirOwnFileOnlyWhenEnabled) {
     EXPECT_FALSE(std::filesystem::exists(dir_ / "sensor_13.log"));
 }
 
-TEST_F(LogDirectory, AMissingDirectoryIsMadeAndAnUnusableOneReportedByName) {
-    ::setenv("MICROSOFTAZURE_LOG_DIR", (dir_ / "missing" / "deeper").c_str(), 1);
-    runtime_log::from_environment()->write(info, "made");
-    EXPECT_THAT(read("missing/deeper/MicrosoftAzure.log"), HasSubstr("made"));
-
-    std::ofstream(dir_ / "a-file") << "not a directory";
-    ::setenv("MICROSOFTAZURE_LOG_DIR", (dir_ / "a-file").c_str(), 1);
-    try {
-        runtime_log::from_environment();
-        FAIL();
-    } catch (const std::exception& e) {
-        EXPECT_THAT(e.what(), HasSubstr("a-file/MicrosoftAzure.log"));
-        EXPECT_THAT(e.what(), HasSubstr("MICROSOFTAZURE_LOG_DIR"));
-    }
-}
-
 #ifndef _WIN32
 // Log lines name resources and failures: other local users may neither read the file nor point
 // it elsewhere with a link planted under its name.

@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <vector>
-
 #include "tests/support/failure_text.hpp"
 
 namespace zentrova::monitoring_modules::framework::module {
@@ -22,42 +20,30 @@ struct greeter {
 
 struct unregistered {};
 
-TEST(ServiceContainer, InstanceIsSharedAndFactoryMakesANewObjectEachTime) {
+std::function<std::unique_ptr<greeter>()> making(const std::string& name) {
+    return [name] { return std::make_unique<greeter>(name); };
+}
+
+TEST(ServiceContainer, SharesAnInstanceMakesFromAFactoryAndKeepsTheFirstRegistration) {
     service_container container;
     auto stored = std::make_shared<int>(42);
     container.add_instance<int>(stored);
-    container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
-        [] { return std::make_unique<greeter>("made"); }));
-
+    container.register_factory<greeter>(making("first"));
     EXPECT_EQ(container.get<int>(), stored);
-    auto first = container.get<greeter>();
-    auto second = container.get<greeter>();
-    EXPECT_EQ(first->name, "made");
-    EXPECT_NE(first, second);
-}
+    EXPECT_EQ(container.get<greeter>()->name, "first");
+    EXPECT_NE(container.get<greeter>(), container.get<greeter>());
 
-TEST(ServiceContainer, MissingTypeNamesTheTypeInItsError) {
-    service_container container;
+    EXPECT_THAT(failure_text<utils::exceptions::exception>(
+                    [&] { container.register_factory<greeter>(making("second")); }),
+                StartsWith("Already contains instance of: "));
+    EXPECT_EQ(container.get<greeter>()->name, "first");
+    EXPECT_THROW(container.add_instance<int>(std::make_shared<int>(2)),
+                 utils::exceptions::exception);
+    EXPECT_EQ(*container.get<int>(), 42);
+
     EXPECT_THAT(failure_text<utils::exceptions::exception>([&] { container.get<unregistered>(); }),
                 AllOf(StartsWith("No instance available for: "), HasSubstr("unregistered")));
     EXPECT_EQ(container.find<unregistered>(), nullptr);
-}
-
-TEST(ServiceContainer, SecondRegistrationThrowsAndTheFirstStays) {
-    service_container container;
-    container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
-        [] { return std::make_unique<greeter>("first"); }));
-    EXPECT_THAT(failure_text<utils::exceptions::exception>([&] {
-                    container.register_factory<greeter>(std::function<std::unique_ptr<greeter>()>(
-                        [] { return std::make_unique<greeter>("second"); }));
-                }),
-                StartsWith("Already contains instance of: "));
-    EXPECT_EQ(container.get<greeter>()->name, "first");
-
-    container.add_instance<int>(std::make_shared<int>(1));
-    EXPECT_THROW(container.add_instance<int>(std::make_shared<int>(2)),
-                 utils::exceptions::exception);
-    EXPECT_EQ(*container.get<int>(), 1);
 }
 
 TEST(ServiceContainer, FactoryWithArgumentsReceivesThemAndRefusesOtherArguments) {

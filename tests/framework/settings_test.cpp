@@ -22,32 +22,34 @@ sensor_data_wrapper wrap(const std::string& text) {
     return sensor_data_wrapper(text.data(), text.size());
 }
 
-TEST(SensorDataWrapper, ReadsEveryPartOfTheBuffer) {
-    const std::string text = R"({"kind":"virtual_machine_sensor",
-        "settings":{"host":"h","timeout":"60"},
-        "secure_settings":{"secret":"p\"w\u00e9"},
-        "channels":{"0":"channel_avg_cpu","12":"budget_used[x]"},
-        "persistent_data":{"currency":"EUR"}})";
-    const auto wrapper = wrap(text);
-    EXPECT_EQ(wrapper.get_kind(), "virtual_machine_sensor");
-    EXPECT_EQ(wrapper.get_value("timeout"), "60");
-    EXPECT_EQ(wrapper.get_secure_value("secret"), "p\"w\xc3\xa9");
-    EXPECT_EQ(wrapper.get_channels(),
-              (std::map<int, std::string>{{0, "channel_avg_cpu"}, {12, "budget_used[x]"}}));
-    EXPECT_EQ(wrapper.get_persistent_data().at("currency"), "EUR");
+// What the wrapper reads of a buffer, as its logged form shows it (secrets masked).
+TEST(SensorDataWrapper, ReadsEveryPartItKnowsAndNothingElse) {
+    const std::vector<std::pair<std::string, std::string>> cases{
+        {R"({"kind":"virtual_machine_sensor","settings":{"host":"h","timeout":"60"},
+            "secure_settings":{"secret":"p\"w\u00e9"},"persistent_data":{"currency":"EUR"},
+            "channels":{"0":"channel_avg_cpu","12":"budget_used[x]"}})",
+         R"({"kind":"virtual_machine_sensor","settings":{"host":"h","timeout":"60"},"secure_settings":{"secret":"********"},"channels":{"0":"channel_avg_cpu","12":"budget_used[x]"},"persistent_data":{"currency":"EUR"}})"},
+        // Missing members mean empty.
+        {R"({"settings":{"a":"1"}})",
+         R"({"kind":"","settings":{"a":"1"},"secure_settings":{},"channels":{},"persistent_data":{}})"},
+        {R"({"probe":{"settings":{"timeout":60},"list":[1,[2,{"a":null}]]},"kind":"k","version":3,
+            "settings":{"timeout":"60"},"extra":["settings",{"kind":5}],"channels":null})",
+         R"({"kind":"k","settings":{"timeout":"60"},"secure_settings":{},"channels":{},"persistent_data":{}})"},
+        // As the JSON library reads objects: of two members with one name, the first counts.
+        {R"({"kind":"first","kind":"second","settings":{"a":"1","a":"2"},"settings":{"b":"3"},
+            "channels":{"4":"x","4":"y"}})",
+         R"({"kind":"first","settings":{"a":"1"},"secure_settings":{},"channels":{"4":"x"},"persistent_data":{}})"},
+    };
+    for (const auto& [buffer, read] : cases) {
+        EXPECT_EQ(wrap(buffer).to_json(), read) << buffer;
+    }
     // Plain and secret settings are separate: neither lookup sees the other's keys.
+    const auto wrapper = wrap(cases[0].first);
+    EXPECT_EQ(wrapper.get_secure_value("secret"), "p\"w\xc3\xa9");
     EXPECT_THROW(wrapper.get_value("secret"), utils::exceptions::setting_not_available);
-    EXPECT_THROW(wrapper.get_secure_value("host"), utils::exceptions::setting_not_available);
-}
-
-TEST(SensorDataWrapper, MissingMembersMeanEmpty) {
-    const auto wrapper = wrap(R"({"settings":{"a":"1"}})");
-    EXPECT_EQ(wrapper.get_kind(), "");
-    EXPECT_TRUE(wrapper.get_channels().empty());
-    EXPECT_TRUE(wrapper.get_persistent_data().empty());
     EXPECT_EQ(failure_text<utils::exceptions::setting_not_available>(
-                  [&] { wrapper.get_value("timeout"); }),
-              "The following setting was not available: timeout");
+                  [&] { wrapper.get_secure_value("host"); }),
+              "The following setting was not available: host");
 }
 
 TEST(SensorDataWrapper, RefusesABrokenBufferSayingWhatIsWrong) {
@@ -55,16 +57,13 @@ TEST(SensorDataWrapper, RefusesABrokenBufferSayingWhatIsWrong) {
         {"not json", "not JSON"},
         {"{\"kind\":", "not JSON"},
         {"[1,2]", "must be a JSON object"},
-        {"\"text\"", "must be a JSON object"},
         {R"({"kind":5})", "\"kind\" must be a text"},
         {R"({"settings":[]})", "\"settings\" must be an object"},
-        {R"({"settings":{"timeout":60}})", "\"settings\".\"timeout\" must be a text"},
         {R"({"secure_settings":{"k":null}})", "\"secure_settings\".\"k\" must be a text"},
         {R"({"channels":{"one":"x"}})", "channel id \"one\" is not a decimal number"},
         {R"({"channels":{"99999999999":"x"}})", "channel id"},
         {R"({"persistent_data":{"k":true}})", "\"persistent_data\".\"k\""},
         {R"({"settings":{"group":{"a":"1"}}})", "\"settings\".\"group\" must be a text"},
-        {R"({"kind":{"name":"x"}})", "\"kind\" must be a text"},
         // Broken text is reported as such even after a member of the wrong kind.
         {R"({"settings":{"timeout":60},"kind":)", "not JSON"},
         // Problems are reported in member order, whatever the order of the text.
@@ -85,16 +84,6 @@ TEST(SensorDataWrapper, IgnoresMembersItDoesNotRead) {
     EXPECT_EQ(wrapper.get_value("timeout"), "60");
     EXPECT_EQ(wrapper.find_value("list"), nullptr);
     EXPECT_TRUE(wrapper.get_channels().empty());
-}
-
-// As the JSON library reads objects: of two members with one name, the first counts.
-TEST(SensorDataWrapper, TheFirstOfTwoEqualNamesCounts) {
-    const auto wrapper = wrap(R"({"kind":"first","kind":"second",
-        "settings":{"a":"1","a":"2"},"settings":{"b":"3"},"channels":{"4":"x","4":"y"}})");
-    EXPECT_EQ(wrapper.get_kind(), "first");
-    EXPECT_EQ(wrapper.get_value("a"), "1");
-    EXPECT_EQ(wrapper.find_value("b"), nullptr);
-    EXPECT_EQ(wrapper.get_channels(), (std::map<int, std::string>{{4, "x"}}));
 }
 
 TEST(KindInteger, AcceptsOnlyWholeDecimalNumbersWithinTheBounds) {

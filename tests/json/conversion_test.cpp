@@ -9,6 +9,7 @@
 #include "json/exceptions.hpp"
 #include "json/parser_factory.hpp"
 #include "tests/json/json_test_support.hpp"
+#include "tests/support/process_locale.hpp"
 
 // The conversion rules shared by both parsers: every value kind a body can hold, against each
 // typed query, read once through a JSON Pointer and once through JSONPath. Parsed text holds
@@ -29,6 +30,7 @@ constexpr const char* kinds_body = R"({
 // One line per member and query: the value read, or the failure and its details.
 std::string conversions(const parser_interface& parser, bool pointer) {
     std::ostringstream out;
+    out.imbue(std::locale::classic());
     out.precision(17);
     const auto body = jsoncons::ojson::parse(kinds_body);
     for (const auto& member : body.object_range()) {
@@ -70,6 +72,9 @@ TEST(conversion_table, both_parsers_convert_every_kind_as_the_table_says) {
     const std::string expected = test::read_body("conversions.txt");
     EXPECT_EQ(conversions(*create_jsonpointer_parser(kinds_body), true), expected);
     EXPECT_EQ(conversions(*create_jsonpath_parser(kinds_body), false), expected);
+    // Whatever C++ locale the hosting process chose (its C locale below).
+    const monitoring_modules::testing::process_locale german_like;
+    EXPECT_EQ(conversions(*create_jsonpointer_parser(kinds_body), true), expected);
 }
 
 // Response bodies always write numbers with '.', whatever locale the hosting process chose.

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <string>
-#include <vector>
 
 #include "json/parser_factory.hpp"
 #include "tests/json/json_test_support.hpp"
@@ -39,19 +37,6 @@ TEST(jsonpath_parser, malformed_expressions_are_query_errors) {
         } catch (const exceptions::query_error& error) {
             EXPECT_FALSE(error.details().empty()) << path;
         }
-    }
-}
-
-TEST(jsonpath_parser, collection_queries_are_not_available) {
-    const auto parser = create_jsonpath_parser(R"({"list": ["a"], "object": {"a": "b"}})");
-    const std::vector<std::function<void()>> calls = {
-        [&] { parser->get_string_array("$.list"); },
-        [&] { parser->get_string_map("$.object"); },
-        [&] { parser->get_object_array("$.list"); },
-        [&] { parser->get_object("$.object"); },
-    };
-    for (const auto& call : calls) {
-        expect_error<exceptions::exception>(call, "NOT YET IMPLEMENTED", "");
     }
 }
 

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "host/module_library.hpp"
-#include "tests/support/settings_buffer.hpp"
+#include "tests/reliability/kinds_under_test.hpp"
 
 namespace monitoring_modules = zentrova::monitoring_modules;
 
@@ -49,16 +49,11 @@ int main(int argc, char** argv) {
         }
         write_mapped_files(report, "initialised");
 
-        auto settings = monitoring_modules::testing::settings_buffer::with_credentials(
-            "subscription_cost_sensor");
-        const std::string group =
-            "subscription_cost_sensor_section.subscription_cost_sensor_group.";
-        for (const char* option :
-             {"show_budgets", "show_forecast", "show_most_expensive_service"}) {
-            settings.settings[group + option] = "disabled";
-        }
-        settings.settings[group + "most_expensive_service_grouping"] = "resourcegroupname";
-        const std::string buffer = settings.to_json();
+        const auto kind = monitoring_modules::testing::sensor_kinds().front();
+        const std::string buffer =
+            kind.settings(monitoring_modules::testing::settings_buffer::with_credentials(kind.name),
+                          "sub-1", 0)
+                .to_json();
         report << "create " << module.create_sensor(1, buffer) << '\n';
         report << "check " << module.check(1, buffer) << '\n';
         for (const auto& message : module.take_messages()) {

@@ -36,35 +36,30 @@ std::vector<fuzz_target> fuzz_targets() {
     };
 }
 
+// The files of fuzz/<collection>/<target>, in name order.
 std::vector<fs::path> inputs_of(const std::string& target, const std::string& collection) {
     std::vector<fs::path> files;
     const fs::path directory = fs::path(MICROSOFTAZURE_FUZZ_DIR) / collection / target;
     if (fs::is_directory(directory)) {
         for (const auto& entry : fs::directory_iterator(directory)) {
-            if (entry.is_regular_file()) {
-                files.push_back(entry.path());
-            }
+            files.push_back(entry.path());
         }
     }
     std::sort(files.begin(), files.end());
     return files;
 }
 
-std::string read_bytes(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 class FuzzReplay : public ::testing::TestWithParam<fuzz_target> {};
 
 TEST_P(FuzzReplay, EverySeedAndRegressionInputPasses) {
-    const auto seeds = inputs_of(GetParam().name, "corpus");
-    EXPECT_FALSE(seeds.empty()) << "fuzz/corpus/" << GetParam().name << " holds no seed";
-    auto inputs = seeds;
+    auto inputs = inputs_of(GetParam().name, "corpus");
+    EXPECT_FALSE(inputs.empty()) << "fuzz/corpus/" << GetParam().name << " holds no seed";
     const auto regressions = inputs_of(GetParam().name, "regressions");
     inputs.insert(inputs.end(), regressions.begin(), regressions.end());
     for (const auto& file : inputs) {
-        const std::string bytes = read_bytes(file);
+        std::ifstream in(file, std::ios::binary);
+        const std::string bytes{std::istreambuf_iterator<char>(in),
+                                std::istreambuf_iterator<char>()};
         try {
             GetParam().run(reinterpret_cast<const std::uint8_t*>(bytes.data()),  // NOLINT
                            bytes.size());

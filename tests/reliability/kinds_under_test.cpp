@@ -1,11 +1,12 @@
 #include "tests/reliability/kinds_under_test.hpp"
 
+#include <algorithm>
+#include <array>
+#include <iterator>
 #include <utility>
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
-
-const std::string vm_columns = "virtual_machine_metascan_section.virtual_machine_metascan_group.";
 
 // The bundled scenario's machines: resource group and name.
 const std::vector<std::pair<std::string, std::string>> machines = {
@@ -18,90 +19,56 @@ const std::vector<std::pair<std::string, std::string>> machines = {
 settings_buffer virtual_machine_sensor(settings_buffer settings, const std::string& subscription_id,
                                        std::size_t variant) {
     const auto& [group, name] = machines.at(variant % machines.size());
-    settings.kind = "virtual_machine_sensor";
-    settings.settings[vm_columns + "name"] = name;
-    settings.settings[vm_columns + "vm_id"] =
-        "/subscriptions/" + subscription_id + "/resourceGroups/" + group +
-        "/providers/Microsoft.Compute/virtualMachines/" + name;
-    settings.settings[vm_columns + "os"] = "Linux";
-    settings.settings[vm_columns + "resource_group"] = group;
-    settings.settings[vm_columns + "region"] = "West Europe";
-    return settings;
+    return machine_sensor(std::move(settings), subscription_id, group, name);
 }
 
-const std::string sql_columns = "sql_database_metascan_section.sql_database_metascan_group.";
-
 // The bundled scenario's databases and pools, one of each type: server, resource, region, type.
-struct database {
-    const char* server;
-    const char* resource;
-    const char* region;
-    const char* type;
-};
-const std::vector<database> databases = {
+constexpr std::array<std::array<const char*, 4>, 4> databases = {{
     {"sql-emulator-pool", "elasticPools/pool-dtu", "West Europe", "Elastic pool, DTU"},
     {"sql-emulator-pool", "elasticPools/pool-vcore", "West Europe", "Elastic pool, vCore"},
     {"sql-emulator-single", "databases/db-reporting", "North Europe", "Single database, vCore"},
     {"sql-emulator-single", "databases/db-legacy", "North Europe", "Single database, DTU"},
-};
+}};
 
 settings_buffer sql_database_sensor(settings_buffer settings, const std::string& subscription_id,
                                     std::size_t variant) {
-    const database& chosen = databases.at(variant % databases.size());
-    const std::string resource = chosen.resource;
-    settings.kind = "sql_database_sensor";
-    settings.settings[sql_columns + "name"] = resource.substr(resource.find('/') + 1);
-    settings.settings[sql_columns + "database_id"] =
-        "/subscriptions/" + subscription_id +
-        "/resourceGroups/rg-data/providers/Microsoft.Sql/servers/" + chosen.server + "/" + resource;
-    settings.settings[sql_columns + "region"] = chosen.region;
-    settings.settings[sql_columns + "type"] = chosen.type;
-    return settings;
+    const auto& [server, resource, region, type] = databases.at(variant % databases.size());
+    return database_sensor(std::move(settings), subscription_id,
+                           std::string(server) + "/" + resource, type, region);
 }
 
-const std::string cost_options = "subscription_cost_sensor_section.subscription_cost_sensor_group.";
-
-// Every option off, every option on, and two mixtures.
-struct cost_variant {
-    const char* budgets;
-    const char* forecast;
-    const char* most_expensive_service;
-    const char* grouping;
-};
-const std::vector<cost_variant> cost_variants = {
+// Every option off, every option on, and two mixtures, by the options' names below.
+constexpr std::array<const char*, 4> cost_options = {"show_budgets", "show_forecast",
+                                                     "show_most_expensive_service",
+                                                     "most_expensive_service_grouping"};
+constexpr std::array<std::array<const char*, 4>, 4> cost_variants = {{
     {"disabled", "disabled", "disabled", "servicename"},
     {"enabled", "enabled", "enabled", "servicename"},
     {"enabled", "disabled", "disabled", "resourcetype"},
     {"disabled", "enabled", "enabled", "resourcegroupname"},
-};
+}};
 
 settings_buffer subscription_cost_sensor(settings_buffer settings, const std::string&,
                                          std::size_t variant) {
-    const cost_variant& chosen = cost_variants.at(variant % cost_variants.size());
     settings.kind = "subscription_cost_sensor";
-    settings.settings[cost_options + "show_budgets"] = chosen.budgets;
-    settings.settings[cost_options + "show_forecast"] = chosen.forecast;
-    settings.settings[cost_options + "show_most_expensive_service"] = chosen.most_expensive_service;
-    settings.settings[cost_options + "most_expensive_service_grouping"] = chosen.grouping;
+    for (std::size_t option = 0; option < cost_options.size(); ++option) {
+        const std::string group =
+            "subscription_cost_sensor_section.subscription_cost_sensor_group.";
+        settings.settings[group + cost_options[option]] =
+            cost_variants.at(variant % cost_variants.size())[option];
+    }
     return settings;
 }
 
 // A meta scan needs nothing beyond the connection and the credentials.
-template <const char* name>
 settings_buffer discovery(settings_buffer settings, const std::string&, std::size_t) {
-    settings.kind = name;
     return settings;
 }
-constexpr char vm_discovery[] = "virtual_machine_metascan";
-constexpr char sql_discovery[] = "sql_database_metascan";
 
 std::vector<kind_under_test> kinds_where(bool metascan) {
     std::vector<kind_under_test> found;
-    for (const auto& kind : kinds_under_test()) {
-        if (kind.metascan == metascan) {
-            found.push_back(kind);
-        }
-    }
+    std::copy_if(kinds_under_test().begin(), kinds_under_test().end(), std::back_inserter(found),
+                 [&](const kind_under_test& kind) { return kind.metascan == metascan; });
     return found;
 }
 
@@ -116,10 +83,38 @@ const std::vector<kind_under_test>& kinds_under_test() {
          // Its requests wait a fixed 30 seconds, whatever the timeout setting says.
          false},
         {"sql_database_sensor", false, "sql_metrics", databases.size(), &sql_database_sensor, true},
-        {vm_discovery, true, "vm_list", 1, &discovery<vm_discovery>, true},
-        {sql_discovery, true, "sql_servers", 1, &discovery<sql_discovery>, true},
+        {"virtual_machine_metascan", true, "vm_list", 1, &discovery, true},
+        {"sql_database_metascan", true, "sql_servers", 1, &discovery, true},
     };
     return kinds;
+}
+
+settings_buffer machine_sensor(settings_buffer settings, const std::string& subscription_id,
+                               const std::string& group, const std::string& name) {
+    const std::string columns = "virtual_machine_metascan_section.virtual_machine_metascan_group.";
+    settings.kind = "virtual_machine_sensor";
+    settings.settings[columns + "name"] = name;
+    settings.settings[columns + "vm_id"] = "/subscriptions/" + subscription_id +
+                                           "/resourceGroups/" + group +
+                                           "/providers/Microsoft.Compute/virtualMachines/" + name;
+    settings.settings[columns + "os"] = "Linux";
+    settings.settings[columns + "resource_group"] = group;
+    settings.settings[columns + "region"] = "West Europe";
+    return settings;
+}
+
+settings_buffer database_sensor(settings_buffer settings, const std::string& subscription_id,
+                                const std::string& resource, const std::string& type,
+                                const std::string& region) {
+    const std::string columns = "sql_database_metascan_section.sql_database_metascan_group.";
+    settings.kind = "sql_database_sensor";
+    settings.settings[columns + "name"] = resource.substr(resource.rfind('/') + 1);
+    settings.settings[columns + "database_id"] =
+        "/subscriptions/" + subscription_id +
+        "/resourceGroups/rg-data/providers/Microsoft.Sql/servers/" + resource;
+    settings.settings[columns + "region"] = region;
+    settings.settings[columns + "type"] = type;
+    return settings;
 }
 
 std::vector<kind_under_test> sensor_kinds() {

@@ -33,4 +33,13 @@ const std::vector<kind_under_test>& kinds_under_test();
 std::vector<kind_under_test> sensor_kinds();
 std::vector<kind_under_test> metascan_kinds();
 
+// A virtual machine sensor's settings for the machine `name` of the resource group `group`.
+settings_buffer machine_sensor(settings_buffer credentials, const std::string& subscription_id,
+                               const std::string& group, const std::string& name);
+// A SQL database sensor's settings for "<server>/databases/<name>" or
+// "<server>/elasticPools/<name>" of the resource group "rg-data".
+settings_buffer database_sensor(settings_buffer credentials, const std::string& subscription_id,
+                                const std::string& resource, const std::string& type,
+                                const std::string& region = "West Europe");
+
 }  // namespace zentrova::monitoring_modules::testing

@@ -18,7 +18,7 @@ namespace testing = zentrova::monitoring_modules::testing;
 
 namespace {
 
-constexpr int sensors_per_kind = 8;
+constexpr std::size_t sensors_per_kind = 8;
 // What the allocator may keep beyond the warm-up's high-water mark without it being a leak.
 constexpr std::size_t allowed_growth_kib = 1024;
 
@@ -36,21 +36,14 @@ soak_result soak(long total_checks) {
     testing::azure_harness harness(options);
     auto& module = harness.module();
 
-    struct sensor {
-        int id;
-        std::string settings;
-    };
-    std::vector<sensor> sensors;
+    std::vector<std::string> sensors;  // sensor i + 1's settings
     for (const auto& kind : testing::sensor_kinds()) {
-        for (int v = 0; v < sensors_per_kind; ++v) {
-            const int id = static_cast<int>(sensors.size()) + 1;
+        for (std::size_t v = 0; v < sensors_per_kind; ++v) {
             sensors.push_back(
-                {id, kind.settings(harness.settings(kind.name), harness.subscription_id(),
-                                   static_cast<std::size_t>(v))
-                         .to_json()});
-            if (module.create_sensor(id, sensors.back().settings) != 0) {
-                throw std::runtime_error("cannot create sensor " + std::to_string(id) + " (" +
-                                         kind.name + "): see " + harness.runtime_log());
+                kind.settings(harness.settings(kind.name), harness.subscription_id(), v).to_json());
+            if (module.create_sensor(static_cast<int>(sensors.size()), sensors.back()) != 0) {
+                throw std::runtime_error("cannot create sensor " + std::to_string(sensors.size()) +
+                                         " (" + kind.name + "): see " + harness.runtime_log());
             }
         }
     }
@@ -66,8 +59,8 @@ soak_result soak(long total_checks) {
         if (check == warm_up) {
             result.start_kib = testing::resident_kib();
         }
-        const auto& target = sensors[static_cast<std::size_t>(check) % sensors.size()];
-        if (module.check(target.id, target.settings) != 0) {
+        const auto index = static_cast<std::size_t>(check) % sensors.size();
+        if (module.check(static_cast<int>(index) + 1, sensors[index]) != 0) {
             ++result.failed;
         }
         // A meta scan every hundred checks, so discovery soaks too.
@@ -85,8 +78,8 @@ soak_result soak(long total_checks) {
         ++result.checks;
     }
     result.end_kib = testing::resident_kib();
-    for (const auto& target : sensors) {
-        module.destroy_sensor(target.id);
+    for (std::size_t index = 0; index < sensors.size(); ++index) {
+        module.destroy_sensor(static_cast<int>(index) + 1);
     }
     return result;
 }
@@ -94,10 +87,7 @@ soak_result soak(long total_checks) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    long checks = 10000;
-    if (argc > 1) {
-        checks = std::strtol(argv[1], nullptr, 10);
-    }
+    const long checks = argc > 1 ? std::strtol(argv[1], nullptr, 10) : 10000;
     if (checks < 100) {
         std::fprintf(stderr, "soak: at least 100 checks, please (got %s)\n", argv[1]);
         return 2;
@@ -108,16 +98,11 @@ int main(int argc, char** argv) {
         std::printf("soak: %ld checks, %ld failed\n", result.checks, result.failed);
         std::printf("soak: RSS at start %zu KiB, at end %zu KiB, growth %ld KiB (allowed %zu)\n",
                     result.start_kib, result.end_kib, growth, allowed_growth_kib);
-        if (result.failed != 0) {
-            std::printf("soak: FAILED: %ld calls did not succeed\n", result.failed);
-            return 1;
-        }
-        if (growth > static_cast<long>(allowed_growth_kib)) {
-            std::printf("soak: FAILED: resident memory grew with the number of checks\n");
-            return 1;
-        }
-        std::printf("soak: passed\n");
-        return 0;
+        const bool grew = growth > static_cast<long>(allowed_growth_kib);
+        std::printf("soak: %s\n", result.failed != 0 ? "FAILED: calls did not succeed"
+                                  : grew ? "FAILED: resident memory grew with the number of checks"
+                                         : "passed");
+        return result.failed != 0 || grew ? 1 : 0;
     } catch (const std::exception& e) {
         std::fprintf(stderr, "soak: %s\n", e.what());
         return 1;

@@ -3,51 +3,23 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ostream>
+#include <array>
 
-#include <jsoncons/json.hpp>
-
+#include "tests/reliability/kinds_under_test.hpp"
 #include "tests/support/azure_harness.hpp"
+#include "tests/support/scenario_patch.hpp"
 #include "tests/support/text_file.hpp"
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::StartsWith;
-
-std::string column(const char* name) {
-    return std::string("sql_database_metascan_section.sql_database_metascan_group.") + name;
-}
-
-// The default world with the first subscription's SQL servers replaced.
-emulator::emulator_options with_servers(const std::string& servers_json) {
-    auto scenario = jsoncons::json::parse(emulator::default_scenario_json());
-    scenario["subscriptions"][0]["sql_servers"] = jsoncons::json::parse(servers_json);
-    emulator::emulator_options options;
-    options.scenario_json = scenario.to_string();
-    return options;
-}
-
-// The id of a resource below a server of the resource group "rg-data":
-// "databases/<name>" or "elasticPools/<name>".
-std::string sql_id(const azure_harness& harness, const std::string& server,
-                   const std::string& resource = {}) {
-    return "/subscriptions/" + harness.subscription_id() +
-           "/resourceGroups/rg-data/providers/Microsoft.Sql/servers/" + server +
-           (resource.empty() ? "" : "/" + resource);
-}
 
 settings_buffer sensor_for(const azure_harness& harness, const std::string& type,
-                           const std::string& id) {
-    auto settings = harness.settings("sql_database_sensor");
-    settings.settings[column("name")] = id.substr(id.rfind('/') + 1);
-    settings.settings[column("database_id")] = id;
-    settings.settings[column("region")] = "West Europe";
-    settings.settings[column("type")] = type;
-    return settings;
+                           const std::string& resource) {
+    return database_sensor(harness.settings("sql_database_sensor"), harness.subscription_id(),
+                           resource, type);
 }
 
 TEST(SqlDatabaseDiscovery, ListsSingleDatabasesAndOneRowPerPoolWithoutSystemDatabases) {
@@ -66,154 +38,100 @@ TEST(SqlDatabaseDiscovery, ListsSingleDatabasesAndOneRowPerPoolWithoutSystemData
     EXPECT_THAT(harness.sensor_log(1), HasSubstr("API response: {\"value\":["));
 }
 
-// Pools are told apart by id: two servers may each have a pool of one name.
-TEST(SqlDatabaseDiscovery, PoolsOfOneNameOnTwoServersAreTwoRows) {
-    azure_harness harness(with_servers(R"([
-        {"name": "srv-a", "resource_group": "rg-data", "elastic_pools": [{"name": "shared"}],
-         "databases": [{"name": "a", "elastic_pool": "shared"}]},
-        {"name": "srv-b", "resource_group": "rg-data", "elastic_pools": [{"name": "shared"}],
-         "databases": [{"name": "b", "elastic_pool": "shared"}]}])"));
-    const auto found = harness.discover(harness.settings("sql_database_metascan"));
-    EXPECT_EQ(found.response_code, 0) << found.message;
-    EXPECT_EQ(found.rows.size(), 2U) << found.table();
-}
-
-// Status failures of every kind are the fault suite's; these are the discovery's own.
-TEST(SqlDatabaseDiscovery, UnknownRegionsAndPoolsWithoutIdsEndTheScanWithCodeFiveAndNoRows) {
-    azure_harness harness(with_servers(R"([
-        {"name": "srv-a", "resource_group": "rg-data", "databases": [{"name": "db-a"}]},
-        {"name": "srv-b", "resource_group": "rg-data", "databases": [{"name": "db-b", "location": "northpole"}]}])"));
-    const auto settings = harness.settings("sql_database_metascan");
-    auto found = harness.discover(settings);
-    EXPECT_EQ(found.response_code, 5);
-    EXPECT_EQ(found.message, "An error occurred.invalid map<K, T> key");
-    EXPECT_THAT(found.rows, IsEmpty());
-
-    harness.emulator().set_faults_json(
-        R"({"route": "sql_databases", "path_contains": "srv-b", "body":
-        "{\"value\":[{\"kind\":\"v12.0,user,pool\",\"name\":\"p\",\"location\":\"westeurope\",\"id\":\"/x/databases/p\",\"properties\":{}}]}"})");
-    found = harness.discover(settings);
-    EXPECT_EQ(found.response_code, 5);
-    EXPECT_EQ(found.message,
-              "An error occurred.The database '/x/databases/p' is in an elastic pool but names no "
-              "properties.elasticPoolId");
-    EXPECT_THAT(found.rows, IsEmpty());
+// Status failures of every kind are the fault suite's; these are the discovery's own: servers of
+// their own, or a databases answer of the test's, give the rows, or the code and message that end
+// the scan without rows, in tests/sql_database/data/discoveries.txt.
+TEST(SqlDatabaseDiscovery, OtherServersGiveTheirRowsOrEndTheScanWithCodeFive) {
+    const auto servers = [](const char* json) { return scenario_patch{{"/sql_servers", json}}; };
+    expect_golden(
+        discoveries(
+            "sql_database_metascan",
+            {// Pools are told apart by id: two servers may each have a pool of one name.
+             {servers(R"([{"name": "srv-a", "resource_group": "rg-data",
+                           "elastic_pools": [{"name": "shared"}],
+                           "databases": [{"name": "a", "elastic_pool": "shared"}]},
+                          {"name": "srv-b", "resource_group": "rg-data",
+                           "elastic_pools": [{"name": "shared"}],
+                           "databases": [{"name": "b", "elastic_pool": "shared"}]}])"),
+              ""},
+             {servers(
+                  R"([{"name": "srv-a", "resource_group": "rg-data", "databases": [{"name": "db-a"}]},
+                          {"name": "srv-b", "resource_group": "rg-data",
+                           "databases": [{"name": "db-b", "location": "northpole"}]}])"),
+              ""},
+             {servers(
+                  R"([{"name": "srv-b", "resource_group": "rg-data", "databases": [{"name": "db-b"}]}])"),
+              R"({"route": "sql_databases", "body": "{\"value\":[{\"kind\":\"v12.0,user,pool\",)"
+              R"(\"name\":\"p\",\"location\":\"westeurope\",\"id\":\"/x/databases/p\",)"
+              R"(\"properties\":{}}]}"})"}}),
+        MICROSOFTAZURE_TEST_DATA "/discoveries.txt");
 }
 
 // One resource of the default scenario per type: the channels declared, the values the scenario
 // gives them and the metrics asked for, in its golden file.
-struct sensor_case {
-    const char* type;
-    const char* server;
-    const char* resource;
-    const char* golden;
-};
-
-void PrintTo(const sensor_case& c, std::ostream* out) {
-    *out << c.type;
+TEST(SqlDatabaseSensor, AsksForEachTypesMetricsAndReportsThemOnTheirChannels) {
+    const std::vector<std::array<const char*, 3>> cases{
+        {"Single database, vCore", "sql-emulator-single/databases/db-reporting", "single-vcore"},
+        {"Single database, DTU", "sql-emulator-single/databases/db-legacy", "single-dtu"},
+        {"Elastic pool, vCore", "sql-emulator-pool/elasticPools/pool-vcore", "pool-vcore"},
+        {"Elastic pool, DTU", "sql-emulator-pool/elasticPools/pool-dtu", "pool-dtu"},
+    };
+    for (const auto& [type, resource, golden] : cases) {
+        SCOPED_TRACE(type);
+        azure_harness harness;
+        const auto settings = sensor_for(harness, type, resource);
+        const auto created = harness.create(3, settings);
+        const auto checked = harness.check(3, settings);
+        expect_golden(
+            created.text() + harness.channels_text(3) + checked.text() + harness.requests_text(),
+            std::string(MICROSOFTAZURE_TEST_DATA "/") + golden + ".txt");
+        EXPECT_THAT(harness.sensor_log(3), HasSubstr("Metric cpu_percent: "));
+        EXPECT_THAT(harness.create(3, settings).declared_channels, IsEmpty());
+    }
 }
 
-class SqlDatabaseSensorTypes : public ::testing::TestWithParam<sensor_case> {};
-
-TEST_P(SqlDatabaseSensorTypes, AsksForTheTypesMetricsAndReportsThemOnTheirChannels) {
-    const auto& c = GetParam();
-    azure_harness harness;
-    const auto settings = sensor_for(harness, c.type, sql_id(harness, c.server, c.resource));
-    const auto created = harness.create(3, settings);
-    const auto checked = harness.check(3, settings);
-    expect_golden(
-        created.text() + harness.channels_text(3) + checked.text() + harness.requests_text(),
-        std::string(MICROSOFTAZURE_TEST_DATA "/") + c.golden);
-    EXPECT_THAT(harness.sensor_log(3), HasSubstr("Metric cpu_percent: "));
-    EXPECT_THAT(harness.create(3, settings).declared_channels, IsEmpty());
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    DefaultScenario, SqlDatabaseSensorTypes,
-    ::testing::Values(sensor_case{"Single database, vCore", "sql-emulator-single",
-                                  "databases/db-reporting", "single-vcore.txt"},
-                      sensor_case{"Single database, DTU", "sql-emulator-single",
-                                  "databases/db-legacy", "single-dtu.txt"},
-                      sensor_case{"Elastic pool, vCore", "sql-emulator-pool",
-                                  "elasticPools/pool-vcore", "pool-vcore.txt"},
-                      sensor_case{"Elastic pool, DTU", "sql-emulator-pool", "elasticPools/pool-dtu",
-                                  "pool-dtu.txt"}));
-
+// A DTU pool whose metrics vary per case (the other metrics of its list left out), or whose
+// metrics answer is replaced: what the check reports, declared and asked is in
+// tests/sql_database/data/answers.txt.
 TEST(SqlDatabaseSensor, AnswersThatDoNotFitTheTypeMapToTheirMessages) {
-    // A DTU pool whose metrics vary per case; the other metrics of its list are left out.
-    struct metrics_case {
+    struct answer_case {
         const char* metrics;
-        const char* message;
-        std::map<int, double> values;
+        const char* fault;  // the metrics route's body instead
+        const char* logged;
+        const char* type = "Elastic pool, DTU";
     };
-    const std::vector<metrics_case> cases{
-        {R"({"cpu_percent": [3, 4, 5], "eDTU_used": 7})", "", {{0, 3.0}, {7, 7.0}}},
+    const char* changed_type = "Data is empty for some metric.";
+    const std::vector<answer_case> cases{
+        {R"({"cpu_percent": [3, 4, 5], "eDTU_used": 7})", "", ""},
         {R"({"cpu_percent": {"values": [1], "error_code": "ResourceNotReady"}, "eDTU_used": 7})",
-         "",
-         {{7, 7.0}}},
-        {R"({"cpu_percent": 1, "edtu_used": 7})",
-         "#:error.posible_change_of_database_type",
-         {{0, 1.0}}},
-        {R"({"cpu_percent": 1, "eDTU_used": {"values": []}})",
-         "#:error.posible_change_of_database_type",
-         {{0, 1.0}}},
-        {R"({"eDTU_used": {"values": [1], "empty_timeseries": true}})",
-         "#:error.posible_change_of_database_type",
-         {}},
-        {R"({"cpu_percent": null})", "#:error.generic", {}},
+         "", ""},
+        {R"({"cpu_percent": 1, "edtu_used": 7})", "", changed_type},
+        {R"({"cpu_percent": 1, "eDTU_used": {"values": []}})", "", changed_type},
+        {R"({"eDTU_used": {"values": [1], "empty_timeseries": true}})", "", changed_type},
+        {R"({"cpu_percent": null})", "", ""},
+        {"{}", "{}", "Response does not contain array of objects as expected"},
+        {"{}", R"({\"value\":[]})", "Response does not contain array of objects as expected"},
+        {"{}", "", "Unknown resource type 'Hyperscale'", "Hyperscale"},
     };
+    std::string outcomes;
     for (const auto& c : cases) {
-        azure_harness harness(with_servers(
-            std::string(R"([{"name": "srv", "resource_group": "rg-data", "elastic_pools": [
-                {"name": "pool", "model": "dtu", "metrics": )") +
-            c.metrics + "}]}]"));
-        const auto checked = harness.create_and_check(
-            1,
-            sensor_for(harness, "Elastic pool, DTU", sql_id(harness, "srv", "elasticPools/pool")));
-        EXPECT_EQ(checked.message, c.message) << c.metrics;
-        EXPECT_EQ(checked.response_code, *c.message == '\0' ? 0 : 3) << c.metrics;
-        std::map<int, double> values;
-        for (const auto& value : checked.values) {
-            values[value.id] = value.value;
+        azure_harness harness(patched_world(
+            {{"/sql_servers",
+              std::string(R"([{"name": "srv", "resource_group": "rg-data", "elastic_pools": [
+                  {"name": "pool", "model": "dtu", "metrics": )") +
+                  c.metrics + "}]}]"}}));
+        if (*c.fault != '\0') {
+            harness.emulator().set_faults_json(R"({"route": "sql_metrics", "body": ")" +
+                                               std::string(c.fault) + "\"}");
         }
-        EXPECT_EQ(values, c.values) << c.metrics;
-        if (std::string(c.message) == "#:error.posible_change_of_database_type") {
-            EXPECT_THAT(harness.sensor_log(1), HasSubstr("Data is empty for some metric."));
-        }
+        const auto checked =
+            harness.create_and_check(1, sensor_for(harness, c.type, "srv/elasticPools/pool"));
+        outcomes += std::string("== ") + c.type + " " + c.metrics + " " + c.fault + "\n" +
+                    checked.text() + "metric requests " +
+                    std::to_string(harness.targets("sql_metrics").size()) + "\n";
+        EXPECT_THAT(harness.sensor_log(1), HasSubstr(c.logged)) << c.metrics;
     }
-}
-
-TEST(SqlDatabaseSensor, BodiesWithoutMetricsMapToTheGenericMessage) {
-    azure_harness harness;
-    const auto settings = sensor_for(harness, "Single database, DTU",
-                                     sql_id(harness, "sql-emulator-single", "databases/db-legacy"));
-    ASSERT_EQ(harness.create(1, settings).code, 0);
-    for (const std::string body : {R"("{}")", R"("{\"value\":[]}")"}) {
-        harness.emulator().clear_faults();
-        harness.emulator().set_faults_json(R"({"route": "sql_metrics", "body": )" + body + "}");
-        const auto checked = harness.check(1, settings);
-        EXPECT_EQ(checked.response_code, 3) << body;
-        EXPECT_EQ(checked.message, "#:error.generic") << body;
-        EXPECT_THAT(checked.values, IsEmpty()) << body;
-    }
-    EXPECT_THAT(harness.sensor_log(1),
-                HasSubstr("Response does not contain array of objects as expected"));
-}
-
-TEST(SqlDatabaseSensor, AnUnknownTypeDeclaresNothingAndSendsNoRequest) {
-    azure_harness harness;
-    const auto checked = harness.create_and_check(
-        1, sensor_for(harness, "Hyperscale",
-                      sql_id(harness, "sql-emulator-single", "databases/db-legacy")));
-    EXPECT_THAT(checked.declared_channels, IsEmpty());
-    EXPECT_THAT(harness.state(1).channels, IsEmpty());
-    EXPECT_EQ(checked.response_code, 3);
-    EXPECT_THAT(checked.message,
-                StartsWith("#:unexpected_error[Unknown resource type 'Hyperscale'; "
-                           "the sensor supports Single database, DTU; "));
-    EXPECT_THAT(checked.values, IsEmpty());
-    EXPECT_THAT(harness.targets("sql_metrics"), IsEmpty());
-    EXPECT_THAT(harness.sensor_log(1), HasSubstr("Unknown resource type 'Hyperscale'"));
+    expect_golden(outcomes, MICROSOFTAZURE_TEST_DATA "/answers.txt");
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <limits>
-#include <locale>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -12,34 +11,15 @@
 #include "microsoftazure/subscription_cost/cost_rules.hpp"
 #include "microsoftazure/subscription_cost/most_expensive_service.hpp"
 #include "tests/support/failure_text.hpp"
+#include "tests/support/process_locale.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
 namespace {
 
 using monitoring_modules::testing::failure_text;
 
-// A locale that groups thousands with '.' and writes ',' as decimal mark, as many do.
-struct grouping_punctuation : std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
-// Sets the process locale for one test and restores the previous one afterwards.
-class process_locale {
-public:
-    explicit process_locale(const std::locale& replacement)
-        : previous_(std::locale::global(replacement)) {}
-    ~process_locale() { std::locale::global(previous_); }
-    process_locale(const process_locale&) = delete;
-    process_locale& operator=(const process_locale&) = delete;
-
-private:
-    std::locale previous_;
-};
-
 TEST(FixedText, WritesPlainDecimalsWhateverTheProcessLocale) {
-    const process_locale german_like(std::locale(std::locale::classic(), new grouping_punctuation));
+    const monitoring_modules::testing::process_locale german_like;
     struct example {
         double value;
         int decimals;

@@ -7,6 +7,7 @@
 #include <unistd.h>
 #endif
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
@@ -31,22 +32,18 @@ std::string fresh_log_dir() {
 }  // namespace
 
 bool scan_outcome::has_value(int channel_id) const {
-    for (const auto& v : values) {
-        if (v.id == channel_id) {
-            return true;
-        }
-    }
-    return false;
+    return std::any_of(values.begin(), values.end(),
+                       [&](const channel_value& v) { return v.id == channel_id; });
 }
 
 double scan_outcome::value(int channel_id) const {
-    for (const auto& v : values) {
-        if (v.id == channel_id) {
-            return v.value;
-        }
+    const auto found = std::find_if(values.begin(), values.end(),
+                                    [&](const channel_value& v) { return v.id == channel_id; });
+    if (found == values.end()) {
+        ADD_FAILURE() << "channel " << channel_id << " has no value; message: " << message;
+        return 0.0;
     }
-    ADD_FAILURE() << "channel " << channel_id << " has no value; message: " << message;
-    return 0.0;
+    return found->value;
 }
 
 std::string scan_outcome::text() const {
@@ -146,8 +143,10 @@ scan_outcome module_driver::run(int sensor_id, const settings_buffer& settings, 
                 channel_value v;
                 v.id = channel["id"].as<int>();
                 v.is_float = channel["kind"].as<std::string>() == "float";
-                v.value =
-                    channel["value"].is_string() ? std::nan("") : channel["value"].as<double>();
+                // Values JSON cannot hold come as "NaN", "Infinity" or "-Infinity".
+                v.value = channel["value"].is_string()
+                              ? std::stod(channel["value"].as<std::string>())
+                              : channel["value"].as<double>();
                 outcome.values.push_back(v);
             }
         }

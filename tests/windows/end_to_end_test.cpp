@@ -92,6 +92,12 @@ TEST_P(windows_end_to_end, every_sensor_kind_discovers_and_checks_through_the_dl
     EXPECT_EQ(checked_machine.code, 0);
     EXPECT_EQ(checked_machine.response_code, 0) << checked_machine.message;
     EXPECT_EQ(checked_machine.values.size(), 4U);
+    // A wrong secret fails the check with the authentication message.
+    machine.secure_settings["azure_credentials_section.credentials_group.client_secret"] = "wrong";
+    const auto refused = driver.create_and_check(2, machine);
+    EXPECT_EQ(refused.response_code, 3) << "call result " << refused.code;
+    EXPECT_EQ(refused.message, "#:error.authentication_failed");
+    EXPECT_THAT(all_logs(), HasSubstr("Authentication failed: "));
 
     const auto databases = driver.discover(driver.settings("sql_database_metascan"));
     ASSERT_EQ(databases.response_code, 0) << databases.message;
@@ -123,18 +129,6 @@ TEST_P(windows_end_to_end, every_sensor_kind_discovers_and_checks_through_the_dl
     for (const auto& message : driver.all_messages()) {
         EXPECT_THAT(message, Not(HasSubstr(driver.client_secret())));
     }
-}
-
-TEST_P(windows_end_to_end, a_wrong_secret_fails_the_check_with_the_authentication_message) {
-    const auto machines = driver.discover(driver.settings("virtual_machine_metascan"));
-    ASSERT_FALSE(machines.rows.empty()) << machines.message;
-    auto machine = driver.settings("virtual_machine_sensor");
-    machine.settings.insert(machines.rows[0].begin(), machines.rows[0].end());
-    machine.secure_settings["azure_credentials_section.credentials_group.client_secret"] = "wrong";
-    const auto checked = driver.create_and_check(1, machine);
-    EXPECT_EQ(checked.response_code, 3) << "call result " << checked.code;
-    EXPECT_EQ(checked.message, "#:error.authentication_failed");
-    EXPECT_THAT(all_logs(), HasSubstr("Authentication failed: "));
 }
 
 INSTANTIATE_TEST_SUITE_P(trust, windows_end_to_end,

@@ -13,6 +13,7 @@
 #include <array>
 #include <cctype>
 #include <csignal>
+#include <map>
 #include <stdexcept>
 
 #include "emulator/tls_identity.hpp"
@@ -39,34 +40,13 @@ std::size_t complete_request(const std::string& data) {
 }
 
 std::string reason_phrase(int status) {
-    switch (status) {
-        case 200:
-            return "OK";
-        case 201:
-            return "Created";
-        case 202:
-            return "Accepted";
-        case 204:
-            return "No Content";
-        case 302:
-            return "Found";
-        case 400:
-            return "Bad Request";
-        case 401:
-            return "Unauthorized";
-        case 404:
-            return "Not Found";
-        case 418:
-            return "I'm a teapot";
-        case 429:
-            return "Too Many Requests";
-        case 500:
-            return "Internal Server Error";
-        case 503:
-            return "Service Unavailable";
-        default:
-            return "Status";
-    }
+    static const std::map<int, std::string> reasons = {{200, "OK"},
+                                                       {204, "No Content"},
+                                                       {302, "Found"},
+                                                       {418, "I'm a teapot"},
+                                                       {503, "Service Unavailable"}};
+    const auto found = reasons.find(status);
+    return found == reasons.end() ? "Status" : found->second;
 }
 
 std::string reply(int status, const std::vector<std::string>& headers, const std::string& body,
@@ -85,24 +65,6 @@ std::string reply(int status, const std::vector<std::string>& headers, const std
     return bytes;
 }
 
-// Binds a TCP socket to a free port of 127.0.0.1; returns the socket and writes the port.
-int bind_loopback(std::uint16_t& port) {
-    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof(address);
-    if (socket < 0 || ::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-        ::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-        if (socket >= 0) {
-            ::close(socket);
-        }
-        throw std::runtime_error("the conformance server cannot bind a port on 127.0.0.1");
-    }
-    port = ntohs(address.sin_port);
-    return socket;
-}
-
 std::string openssl_reason() {
     std::array<char, 256> text{};
     ERR_error_string_n(ERR_get_error(), text.data(), text.size());
@@ -111,16 +73,9 @@ std::string openssl_reason() {
 
 }  // namespace
 
-struct conformance_server::tls_context {
-    struct deleter {
-        void operator()(SSL_CTX* context) const noexcept { SSL_CTX_free(context); }
-    };
-    std::unique_ptr<SSL_CTX, deleter> context;
-};
-
 struct conformance_server::listener {
     int socket = -1;
-    std::unique_ptr<tls_context> tls;  // null: plain HTTP
+    std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> tls{nullptr, &SSL_CTX_free};  // null: HTTP
     std::atomic<std::size_t> next_connection{1};
 };
 
@@ -174,11 +129,8 @@ public:
     }
 
 private:
-    struct ssl_deleter {
-        void operator()(SSL* ssl) const noexcept { SSL_free(ssl); }
-    };
     int socket_;
-    std::unique_ptr<SSL, ssl_deleter> ssl_;
+    std::unique_ptr<SSL, decltype(&SSL_free)> ssl_{nullptr, &SSL_free};
 };
 
 }  // namespace
@@ -189,23 +141,22 @@ conformance_server::conformance_server(const std::string& directory) {
                                       std::string& ca_file) {
         const auto files = emulator::write_tls_identity(identity, directory + "/" + folder);
         auto source = std::make_unique<listener>();
-        source->tls = std::make_unique<tls_context>();
-        source->tls->context.reset(SSL_CTX_new(TLS_server_method()));
-        if (!source->tls->context ||
-            SSL_CTX_use_certificate_chain_file(source->tls->context.get(),
-                                               files.certificate_file.c_str()) != 1 ||
-            SSL_CTX_use_PrivateKey_file(source->tls->context.get(), files.private_key_file.c_str(),
+        source->tls.reset(SSL_CTX_new(TLS_server_method()));
+        if (!source->tls ||
+            SSL_CTX_use_certificate_chain_file(source->tls.get(), files.certificate_file.c_str()) !=
+                1 ||
+            SSL_CTX_use_PrivateKey_file(source->tls.get(), files.private_key_file.c_str(),
                                         SSL_FILETYPE_PEM) != 1) {
             throw std::runtime_error("the conformance server cannot load its certificate: " +
                                      openssl_reason());
         }
-        source->socket = bind_loopback(port);
+        source->socket = monitoring_modules::testing::bind_loopback(port);
         ca_file = files.ca_file;
         listeners_.push_back(std::move(source));
     };
 
     auto plain = std::make_unique<listener>();
-    plain->socket = bind_loopback(description_.plain_port);
+    plain->socket = monitoring_modules::testing::bind_loopback(description_.plain_port);
     listeners_.push_back(std::move(plain));
     add_tls_listener(emulator::tls_identity::for_loopback(), "tls", description_.tls_port,
                      description_.tls_ca_file);
@@ -297,7 +248,7 @@ void conformance_server::serve(listener& source, int socket, std::size_t connect
     sigemptyset(&pipe_signal);
     sigaddset(&pipe_signal, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &pipe_signal, nullptr);
-    connection peer(socket, source.tls ? source.tls->context.get() : nullptr);
+    connection peer(socket, source.tls.get());
     if (!peer.handshake()) {
         forget(socket);
         return;

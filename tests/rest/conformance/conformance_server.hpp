@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -49,7 +48,6 @@ public:
 
 private:
     struct listener;
-    struct tls_context;
 
     void accept_loop(listener& source);
     void serve(listener& source, int socket, std::size_t connection_id);

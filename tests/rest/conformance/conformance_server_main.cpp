@@ -27,35 +27,19 @@ std::string as_wine_path(const std::string& path) {
     return converted;
 }
 
-int usage() {
-    std::cerr << "usage: transport-conformance-server --directory DIR --state-file FILE "
-                 "[--wine-paths]\n"
-                 "  DIR holds the certificates; FILE receives the ports and CA files (key=value)\n"
-                 "  once the server listens; --wine-paths writes the CA files as Z:\\... paths.\n";
-    return 2;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::string directory;
-    std::string state_file;
-    bool wine_paths = false;
-    for (int index = 1; index < argc; ++index) {
-        const std::string argument = argv[index];
-        if (argument == "--directory" && index + 1 < argc) {
-            directory = argv[++index];
-        } else if (argument == "--state-file" && index + 1 < argc) {
-            state_file = argv[++index];
-        } else if (argument == "--wine-paths") {
-            wine_paths = true;
-        } else {
-            return usage();
-        }
+    const bool wine_paths = argc == 4 && std::string(argv[3]) == "--wine-paths";
+    if (argc != 3 && !wine_paths) {
+        std::cerr
+            << "usage: transport-conformance-server DIR FILE [--wine-paths]\n"
+               "  DIR holds the certificates; FILE receives the ports and CA files (key=value)\n"
+               "  once the server listens; --wine-paths writes the CA files as Z:\\... paths.\n";
+        return 2;
     }
-    if (directory.empty() || state_file.empty()) {
-        return usage();
-    }
+    const std::string directory = argv[1];
+    const std::string state_file = argv[2];
 
     // Every thread inherits the mask, so the two signals reach only the sigwait below.
     sigset_t stop_signals;

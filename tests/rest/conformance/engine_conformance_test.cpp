@@ -22,11 +22,12 @@
 #include "rest/exceptions.hpp"
 #include "rest/impl/rest_impl.hpp"
 #include "tests/rest/conformance/engines_under_test.hpp"
-#include "tests/rest/failure_text.hpp"
+#include "tests/support/failure_text.hpp"
 
 namespace zentrova::monitoring_modules::rest::testing {
 namespace {
 
+using monitoring_modules::testing::failure_text;
 using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -43,43 +44,35 @@ struct echoed_request {
     std::string connection;  // the server's id of the connection it came on
 };
 
-std::string lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char character) { return std::tolower(character); });
-    return text;
-}
-
 echoed_request read_echo(const response& answer) {
     echoed_request echoed;
-    const std::string& raw = answer.body;
-    const auto head_end = raw.find("\r\n\r\n");
-    echoed.body = head_end == std::string::npos ? "" : raw.substr(head_end + 4);
-    std::istringstream lines(raw.substr(0, head_end));
-    std::string line;
-    std::getline(lines, echoed.request_line);
-    if (!echoed.request_line.empty() && echoed.request_line.back() == '\r') {
-        echoed.request_line.pop_back();
-    }
-    while (std::getline(lines, line)) {
+    const auto head_end = answer.body.find("\r\n\r\n");
+    echoed.body = head_end == std::string::npos ? "" : answer.body.substr(head_end + 4);
+    std::istringstream lines(answer.body.substr(0, head_end));
+    for (std::string line; std::getline(lines, line);) {
         if (!line.empty() && line.back() == '\r') {
             line.pop_back();
         }
-        const std::string name = lower(line.substr(0, line.find(':')));
-        const std::string value =
-            line.find(':') == std::string::npos ? "" : line.substr(line.find(':') + 1);
-        const auto trimmed = [](std::string text) {
-            text.erase(0, text.find_first_not_of(' '));
-            text.erase(text.find_last_not_of(' ') + 1);
-            return text;
-        };
+        if (echoed.request_line.empty()) {
+            echoed.request_line = line;
+            continue;
+        }
+        const auto colon = line.find(':');
+        std::string name = line.substr(0, colon);
+        std::string value = colon == std::string::npos ? "" : line.substr(colon + 1);
+        value.erase(0, value.find_first_not_of(' '));
+        value.erase(value.find_last_not_of(' ') + 1);
+        std::string key = name;
+        std::transform(key.begin(), key.end(), key.begin(),
+                       [](unsigned char character) { return std::tolower(character); });
         // Host, Content-Length and connection management belong to the transport; an engine
         // may place them where it likes.
-        if (name == "host") {
-            echoed.host = trimmed(value);
-        } else if (name == "content-length") {
-            echoed.content_length = trimmed(value);
-        } else if (name != "connection") {
-            echoed.header_lines.push_back(line.substr(0, line.find(':')) + ": " + trimmed(value));
+        if (key == "host") {
+            echoed.host = value;
+        } else if (key == "content-length") {
+            echoed.content_length = value;
+        } else if (key != "connection") {
+            echoed.header_lines.push_back(name.append(": ").append(value));
         }
     }
     const auto connection = answer.headers.find("X-Connection");
@@ -280,8 +273,8 @@ TEST_P(engine_conformance, authorization_comes_from_the_url_or_the_provider_neve
 }
 
 TEST_P(engine_conformance, keeps_status_reason_headers_and_cookies_as_received) {
-    const auto answer =
-        client(settings_for(server.plain_url()))->send_request_path("teapot", get());
+    auto sender = client(settings_for(server.plain_url()));
+    const auto answer = sender->send_request_path("teapot", get());
     EXPECT_EQ(answer.status_code, 418);
     EXPECT_EQ(answer.status_text, "I'm a teapot");
     EXPECT_EQ(answer.get_header("X-Custom-Header"), "spaced value");
@@ -289,25 +282,12 @@ TEST_P(engine_conformance, keeps_status_reason_headers_and_cookies_as_received) 
     EXPECT_EQ(answer.get_header("Vary"), "Accept, Origin");
     EXPECT_EQ(answer.cookies, (cookie_map{{"sid", "abc"}, {"theme", "dark"}}));
     EXPECT_EQ(answer.body, R"({"error":{"code":"Teapot"}})");
-}
-
-TEST_P(engine_conformance, hands_back_every_status_as_received) {
-    const std::vector<std::pair<int, std::string>> cases = {{200, "OK"},
-                                                            {201, "Created"},
-                                                            {202, "Accepted"},
-                                                            {204, "No Content"},
-                                                            {400, "Bad Request"},
-                                                            {401, "Unauthorized"},
-                                                            {404, "Not Found"},
-                                                            {429, "Too Many Requests"},
-                                                            {500, "Internal Server Error"},
-                                                            {503, "Service Unavailable"}};
-    auto sender = client(settings_for(server.plain_url()));
-    for (const auto& [status, reason] : cases) {
-        const auto answer = sender->send_request_path("status/" + std::to_string(status), get());
-        EXPECT_EQ(answer.status_code, status);
-        EXPECT_EQ(answer.status_text, reason);
-        EXPECT_EQ(answer.body, status == 204 ? "" : "status " + std::to_string(status));
+    for (const auto& [status, reason] : std::vector<std::pair<int, std::string>>{
+             {204, "No Content"}, {503, "Service Unavailable"}}) {
+        const auto plain = sender->send_request_path("status/" + std::to_string(status), get());
+        EXPECT_EQ(plain.status_code, status);
+        EXPECT_EQ(plain.status_text, reason);
+        EXPECT_EQ(plain.body, status == 204 ? "" : "status 503");
     }
 }
 
@@ -355,12 +335,13 @@ TEST_P(engine_conformance, failures_after_connecting_are_request_failures) {
         {"endless", "is larger than 32 MiB", 60},
     };
     for (const auto& entry : cases) {
-        EXPECT_THAT(failure_text<exceptions::request_failed>([&] {
-                        client(settings_for(server.plain_url(), entry.timeout))
-                            ->send_request_path(entry.path, get());
-                    }),
+        auto sender = client(settings_for(server.plain_url(), entry.timeout));
+        EXPECT_THAT(failure_text<exceptions::request_failed>(
+                        [&] { sender->send_request_path(entry.path, get()); }),
                     AllOf(StartsWith("Request failed: "), HasSubstr(entry.details)))
             << entry.path;
+        // The client keeps working after the failure.
+        EXPECT_EQ(sender->send_request_path("status/204", get()).status_code, 204) << entry.path;
     }
 }
 
@@ -390,32 +371,12 @@ TEST(rest_client, a_zero_timeout_waits_thirty_seconds) {
     EXPECT_THAT(seen, ElementsAre(std::chrono::seconds(30), std::chrono::seconds(7)));
 }
 
-TEST_P(engine_conformance, a_client_keeps_working_after_a_failure) {
-    auto sender = client(settings_for(server.plain_url()));
-    EXPECT_THROW(sender->send_request_path("close-silently", get()), exceptions::request_failed);
-    EXPECT_EQ(sender->send_request_path("status/204", get()).status_code, 204);
-}
-
-TEST_P(engine_conformance, the_scheme_decides_whether_tls_is_used) {
-    const auto trusting = pool_trusting(server.tls_ca_file);
-    for (const auto* scheme : {"https", "tls", "ssh"}) {
-        EXPECT_EQ(read_echo(client(settings_for(url(server.tls_port, scheme) + "/x"), trusting)
-                                ->send_request(get()))
-                      .request_line,
-                  "GET /x HTTP/1.1")
-            << scheme;
-        EXPECT_THROW(
-            client(settings_for(url(server.plain_port, scheme)), trusting)->send_request(get()),
-            exceptions::connection_failed)
-            << scheme;
-    }
-    for (const auto* scheme : {"http", "ftp", "gopher"}) {
-        EXPECT_EQ(read_echo(client(settings_for(url(server.plain_port, scheme) + "/y"), trusting)
-                                ->send_request(get()))
-                      .request_line,
-                  "GET /y HTTP/1.1")
-            << scheme;
-    }
+// Every other case speaks http to the plain port and https to the TLS one.
+TEST_P(engine_conformance, https_to_a_plain_port_fails_to_connect) {
+    EXPECT_THROW(
+        client(settings_for(url(server.plain_port, "https")), pool_trusting(server.tls_ca_file))
+            ->send_request(get()),
+        exceptions::connection_failed);
 }
 
 TEST_P(engine_conformance, sends_nothing_to_a_server_whose_certificate_it_cannot_trust) {
@@ -447,14 +408,6 @@ TEST_P(engine_conformance, sends_nothing_to_a_server_whose_certificate_it_cannot
     }
 }
 
-TEST_P(engine_conformance, a_ca_bundle_trusts_its_cas_beside_the_system_ones) {
-    const auto trusting = pool_trusting(server.tls_ca_file);
-    auto sender = client(settings_for(server.tls_url()), trusting);
-    for (int round = 0; round < 3; ++round) {
-        EXPECT_EQ(sender->send_request_path("status/200", get()).status_code, 200);
-    }
-}
-
 TEST_P(engine_conformance, a_ca_bundle_without_certificates_is_refused) {
     const auto directory = std::filesystem::temp_directory_path() / unique_marker("bundle");
     std::filesystem::create_directories(directory);
@@ -472,17 +425,8 @@ TEST_P(engine_conformance, a_ca_bundle_without_certificates_is_refused) {
     std::filesystem::remove_all(directory);
 }
 
-TEST_P(engine_conformance, a_client_keeps_its_connection_between_requests) {
-    auto sender = client(settings_for(server.tls_url()), pool_trusting(server.tls_ca_file));
-    std::set<std::string> connections;
-    for (int index = 0; index < 20; ++index) {
-        connections.insert(
-            read_echo(sender->send_request_path("n" + std::to_string(index), get())).connection);
-    }
-    EXPECT_EQ(connections.size(), 1U);
-    EXPECT_THAT(*connections.begin(), ::testing::Not(IsEmpty()));
-}
-
+// A CA bundle is trusted, a client keeps its connection between requests, and the clients of one
+// pool share it.
 TEST_P(engine_conformance, clients_of_one_pool_share_connections) {
     const auto shared = pool_trusting(server.tls_ca_file);
     std::set<std::string> connections;
@@ -492,6 +436,7 @@ TEST_P(engine_conformance, clients_of_one_pool_share_connections) {
         connections.insert(read_echo(sender->send_request(get())).connection);
     }
     EXPECT_EQ(connections.size(), 1U);
+    EXPECT_THAT(*connections.begin(), ::testing::Not(IsEmpty()));
 }
 
 TEST_P(engine_conformance, clients_on_several_threads_need_no_more_connections_than_threads) {
