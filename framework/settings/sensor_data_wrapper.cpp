@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "framework/messaging/impl/json_writer.hpp"
+#include "framework/settings/impl/plain_buffer_scanner.hpp"
 #include "framework/utils/exceptions.hpp"
-#include "framework/utils/plain_text.hpp"
 
 namespace zentrova::monitoring_modules::framework::settings {
 namespace {
@@ -238,113 +238,6 @@ private:
     std::string_view key_in_text_;
 };
 
-// The buffers hosts send are objects of objects of plain texts: no escapes, no numbers, no
-// arrays, nothing but printable ASCII inside quotes. plain_buffer_scanner reads exactly that shape
-// and sends the same events the JSON parser would to the visitor, at a fraction of the parser's
-// cost per character. At the first thing outside that shape it gives up, and the buffer is read
-// again by the JSON parser, which decides what it is and, when it is not JSON, says why.
-class plain_buffer_scanner {
-public:
-    plain_buffer_scanner(std::string_view text, jsoncons::basic_json_visitor<char>& visitor)
-        : at_(text.data()), end_(text.data() + text.size()), visitor_(visitor) {}
-
-    // Whether the whole text had that shape; the visitor has seen part of it when it had not.
-    bool scan() {
-        skip_blanks();
-        if (!object(0)) {
-            return false;
-        }
-        skip_blanks();
-        return at_ == end_;
-    }
-
-private:
-    // Deeper than any buffer nests; the parser's own limit is far beyond it.
-    static constexpr int deepest = 8;
-
-    void skip_blanks() {
-        while (at_ != end_ && (*at_ == ' ' || *at_ == '\n' || *at_ == '\r' || *at_ == '\t')) {
-            ++at_;
-        }
-    }
-
-    bool next_is(char expected) {
-        skip_blanks();
-        if (at_ != end_ && *at_ == expected) {
-            ++at_;
-            return true;
-        }
-        return false;
-    }
-
-    // A quoted text of printable ASCII without escapes, the opening quote already read.
-    bool text(std::string_view& found) {
-        const char* const start = at_;
-        at_ = utils::plain_ascii_run_end(at_, end_);
-        if (at_ == end_ || *at_ != '"') {
-            return false;
-        }
-        found = std::string_view(start, static_cast<std::size_t>(at_ - start));
-        ++at_;
-        return true;
-    }
-
-    bool object(int depth) {
-        if (depth > deepest || !next_is('{')) {
-            return false;
-        }
-        visitor_.begin_object();
-        if (next_is('}')) {
-            visitor_.end_object();
-            return true;
-        }
-        do {
-            std::string_view name;
-            if (!next_is('"') || !text(name) || !next_is(':')) {
-                return false;
-            }
-            visitor_.key(name);
-            if (!value(depth)) {
-                return false;
-            }
-        } while (next_is(','));
-        if (!next_is('}')) {
-            return false;
-        }
-        visitor_.end_object();
-        return true;
-    }
-
-    bool value(int depth) {
-        skip_blanks();
-        if (at_ == end_) {
-            return false;
-        }
-        if (*at_ == '"') {
-            ++at_;
-            std::string_view found;
-            if (!text(found)) {
-                return false;
-            }
-            visitor_.string_value(found);
-            return true;
-        }
-        if (*at_ == '{') {
-            return object(depth + 1);
-        }
-        if (end_ - at_ >= 4 && std::string_view(at_, 4) == "null") {
-            at_ += 4;
-            visitor_.null_value();
-            return true;
-        }
-        return false;
-    }
-
-    const char* at_;
-    const char* const end_;
-    jsoncons::basic_json_visitor<char>& visitor_;
-};
-
 std::map<int, std::string> channel_ids(const std::map<std::string, std::string>& texts) {
     std::map<int, std::string> channels;
     for (const auto& [id_text, name] : texts) {
@@ -388,7 +281,7 @@ sensor_data_wrapper::sensor_data_wrapper(const void* data, unsigned size) {
             text_sink{}, text_sink{nullptr, &settings_places_, text_.data()},
             text_sink{nullptr, &secure_settings_places_, text_.data()}, text_sink{&channel_texts},
             text_sink{&persistent_data_}});
-    if (!plain_buffer_scanner(text_, *reader).scan()) {
+    if (!impl::plain_buffer_scanner(text_, *reader).scan()) {
         // Not of the plain shape: start afresh with the JSON parser, straight into the maps.
         kind_.clear();
         settings_places_.clear();
