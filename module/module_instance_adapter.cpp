@@ -46,14 +46,20 @@ void module_instance_adapter::log(const std::string& message) const {
 template <typename Operation>
 int module_instance_adapter::forward(const char* operation, const void* settings,
                                      unsigned settings_size, Operation&& call) {
-    log(begin_line(operation));
-    const settings::sensor_data_wrapper wrapper(settings, settings_size);
+    // Every call of a check passes here: its lines are built only when the log keeps them.
     const auto runtime = instance_->container()->find<logging::runtime_log>();
-    if (runtime && runtime->enabled()) {
+    const bool keeps_lines = runtime && runtime->enabled();
+    if (keeps_lines) {
+        runtime->write(logging::debug, begin_line(operation));
+    }
+    const settings::sensor_data_wrapper wrapper(settings, settings_size);
+    if (keeps_lines) {
         runtime->write(logging::debug, logging::clipped_for_log(wrapper.to_json()));
     }
     const int code = static_cast<int>(call(*instance_->dispatcher(), wrapper));
-    log(end_line(operation));
+    if (keeps_lines) {
+        runtime->write(logging::debug, end_line(operation));
+    }
     return code;
 }
 

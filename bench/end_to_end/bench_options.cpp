@@ -52,11 +52,18 @@ bench_options bench_options::parse(int argc, char** argv) {
             options.min_checks = numbers(value, name).front();
         } else if (name == "--kinds") {
             options.kinds = split(value);
+        } else if (name == "--sdk-peer") {
+            options.sdk_peer = value;
+        } else if (name == "--no-sdk-peer") {
+            options.no_sdk_peer = value;
+        } else if (name == "--skip-peers") {
+            options.skip_peers = true;
         } else {
             throw std::invalid_argument(
                 "unknown option '" + argument +
                 "'; known: --sensors=1,100,1000 --threads=1,2,4,8 --repeats=5 --min-checks=1000 "
-                "--kinds=virtual_machine_sensor,sql_database_sensor,subscription_cost_sensor");
+                "--kinds=virtual_machine_sensor,sql_database_sensor,subscription_cost_sensor "
+                "--sdk-peer=path/vm_check.js --no-sdk-peer=reason --skip-peers");
         }
     }
     return options;

@@ -8,6 +8,7 @@
 
 #include "bench/end_to_end/bare_client.hpp"
 #include "bench/end_to_end/module_load_stages.hpp"
+#include "bench/end_to_end/peer_comparison.hpp"
 #include "bench/end_to_end/process_memory.hpp"
 #include "bench/end_to_end/result_table.hpp"
 #include "bench/end_to_end/thread_phase.hpp"
@@ -48,9 +49,23 @@ void end_to_end_bench::run() {
             }
         }
     }
+    std::unique_ptr<peer_comparison> peers;
+    for (const auto& kind : kinds) {
+        if (kind.kind.name == "virtual_machine_sensor" && !options_.skip_peers) {
+            peers = std::make_unique<peer_comparison>(kind, server_, account_, options_.sdk_peer,
+                                                      options_.no_sdk_peer, options_.min_checks);
+            peers->run();
+        }
+    }
     const result_table table(rows_);
     table.print(options_.repeats);
+    if (peers) {
+        peers->print();
+    }
     table.print_targets(load, load_with_bundle);
+    if (peers) {
+        peers->print_targets();
+    }
 }
 
 emulator::emulator_options end_to_end_bench::emulator_settings() {

@@ -5,13 +5,17 @@
 // and bodies, the bearer token obtained once) over kept-alive connections, one per thread: the
 // limit. Timed phases of the two alternate, and each kind's time per check is printed as a ratio
 // to that limit, beside the memory per sensor and what the emulator saw (token requests, TCP
-// connections, TLS handshakes). Then the cost of loading the module, measured in a process of
-// its own. One table; the targets follow it.
+// connections, TLS handshakes). Then one virtual machine sensor checked by three clients, each
+// in a process of its own: the module, bare libcurl and Microsoft's Azure SDK for JavaScript
+// (bench/peers/azure-sdk-js, which scripts/bench.sh installs). Then the cost of loading the
+// module, measured in a process of its own. The tables; the targets follow them.
 //
 //   end_to_end_bench [--sensors=1,100,1000] [--threads=1,2,4,8] [--repeats=5]
 //                    [--min-checks=1000] [--kinds=virtual_machine_sensor,...]
+//                    [--sdk-peer=vm_check.js | --no-sdk-peer=reason | --skip-peers]
 #include <curl/curl.h>
 
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
@@ -24,6 +28,8 @@ int main(int argc, char** argv) {
     namespace bench = zentrova::monitoring_modules::bench;
     try {
         auto options = bench::bench_options::parse(argc, argv);
+        // A client process that dies reports itself through its pipe, not by ending this one.
+        std::signal(SIGPIPE, SIG_IGN);
         // For the bare client; the module starts and stops libcurl on its own, and libcurl
         // counts the starts.
         if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {

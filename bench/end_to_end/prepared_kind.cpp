@@ -25,6 +25,7 @@ prepared_kind prepared_kind::capture(bench_kind kind, module_driver& module,
                                      emulator::azure_emulator& server,
                                      const azure_account& account) {
     prepared_kind prepared;
+    std::vector<std::map<std::string, std::string>> passing;
     int sensor_id = 1;
     for (const auto& variant : kind.variants) {
         const std::string created = settings_buffer(kind.name, account, variant);
@@ -67,11 +68,13 @@ prepared_kind prepared_kind::capture(bench_kind kind, module_driver& module,
         prepared.create_buffers.push_back(created);
         prepared.check_buffers.push_back(checked);
         prepared.requests.push_back(std::move(requests));
+        passing.push_back(variant);
     }
     if (prepared.requests.empty()) {
         throw std::runtime_error("no " + kind.name + " passes its check against the emulator");
     }
     prepared.kind = std::move(kind);
+    prepared.kind.variants = std::move(passing);
     return prepared;
 }
 

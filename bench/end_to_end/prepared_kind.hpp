@@ -11,7 +11,8 @@
 
 namespace zentrova::monitoring_modules::bench {
 
-// A kind ready to measure: its variants' settings buffers (as created, and as checked once the
+// A kind ready to measure: the variants that pass their check (kind.variants, in the order of
+// the lists below), their settings buffers (as created, and as checked once the
 // probe knows the sensor's channels and persistent data) and the requests one check of each
 // variant sends.
 struct prepared_kind {

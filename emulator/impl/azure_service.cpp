@@ -30,46 +30,6 @@ std::string join(const std::vector<std::string>& items) {
     return out;
 }
 
-ojson fault_json(const fault& f) {
-    ojson j(jsoncons::json_object_arg);
-    j["route"] = f.route;
-    j["kind"] = scenario_fault_reader::kind_name(f.kind);
-    if (f.status != 0) {
-        j["status"] = f.status;
-    }
-    if (!f.reason.empty()) {
-        j["reason"] = f.reason;
-    }
-    if (!f.error_code.empty()) {
-        j["error_code"] = f.error_code;
-    }
-    if (!f.error_message.empty()) {
-        j["error_message"] = f.error_message;
-    }
-    if (f.retry_after_seconds >= 0) {
-        j["retry_after"] = f.retry_after_seconds;
-    }
-    if (f.delay_ms != 0) {
-        j["delay_ms"] = f.delay_ms;
-    }
-    if (!f.content_type.empty()) {
-        j["content_type"] = f.content_type;
-    }
-    if (f.kind == fault_kind::custom_body) {
-        j["body"] = f.body;
-    }
-    if (f.kind == fault_kind::large_body) {
-        j["size"] = f.size;
-    }
-    if (f.count >= 0) {
-        j["count"] = f.count;
-    }
-    if (!f.path_contains.empty()) {
-        j["path_contains"] = f.path_contains;
-    }
-    return j;
-}
-
 http_answer control_error(int status, const std::string& code, const std::string& message) {
     http_answer answer = arm_error(status, code, message);
     answer.headers.clear();
@@ -394,7 +354,7 @@ http_answer azure_service::control(const incoming_request& request) {
         }
         ojson list(jsoncons::json_array_arg);
         for (const auto& f : faults_.list()) {
-            list.push_back(fault_json(f));
+            list.push_back(scenario_fault_reader::write_fault(f));
         }
         return json_answer(list);
     }

@@ -51,7 +51,7 @@ route_table::route_table() {
     add(route_id::vm_metrics, "vm_metrics", "GET", vm_prefix + metrics_suffix, {"2018-01-01"},
         "Microsoft.Insights/metrics/read");
     add(route_id::instance_view, "instance_view", "GET", vm_prefix + "/instanceView",
-        {"2020-06-01"}, "Microsoft.Compute/virtualMachines/instanceView/read");
+        {"2020-06-01", "2026-03-01"}, "Microsoft.Compute/virtualMachines/instanceView/read");
     add(route_id::sql_servers, "sql_servers", "GET",
         "subscriptions/{subscription}/providers/Microsoft.Sql/servers", {"2014-04-01"},
         "Microsoft.Sql/servers/read");

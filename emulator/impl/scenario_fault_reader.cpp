@@ -108,4 +108,44 @@ std::string scenario_fault_reader::kind_name(fault_kind kind) {
     return "status";
 }
 
+jsoncons::ojson scenario_fault_reader::write_fault(const fault& f) {
+    jsoncons::ojson j(jsoncons::json_object_arg);
+    j["route"] = f.route;
+    j["kind"] = kind_name(f.kind);
+    if (f.status != 0) {
+        j["status"] = f.status;
+    }
+    if (!f.reason.empty()) {
+        j["reason"] = f.reason;
+    }
+    if (!f.error_code.empty()) {
+        j["error_code"] = f.error_code;
+    }
+    if (!f.error_message.empty()) {
+        j["error_message"] = f.error_message;
+    }
+    if (f.retry_after_seconds >= 0) {
+        j["retry_after"] = f.retry_after_seconds;
+    }
+    if (f.delay_ms != 0) {
+        j["delay_ms"] = f.delay_ms;
+    }
+    if (!f.content_type.empty()) {
+        j["content_type"] = f.content_type;
+    }
+    if (f.kind == fault_kind::custom_body) {
+        j["body"] = f.body;
+    }
+    if (f.kind == fault_kind::large_body) {
+        j["size"] = f.size;
+    }
+    if (f.count >= 0) {
+        j["count"] = f.count;
+    }
+    if (!f.path_contains.empty()) {
+        j["path_contains"] = f.path_contains;
+    }
+    return j;
+}
+
 }  // namespace zentrova::monitoring_modules::emulator::impl

@@ -16,6 +16,8 @@ public:
     static std::vector<fault> read_faults(const scenario_node& n);
     // The name a fault document gives `kind` ("close" for close_connection).
     static std::string kind_name(fault_kind kind);
+    // A fault as a document that read_faults reads back (what the control endpoint lists).
+    static jsoncons::ojson write_fault(const fault& f);
 };
 
 }  // namespace zentrova::monitoring_modules::emulator::impl

@@ -4,8 +4,12 @@
 #include <charconv>
 #include <jsoncons/json_reader.hpp>
 #include <jsoncons/json_visitor.hpp>
+#include <optional>
+#include <string_view>
+#include <vector>
 
 #include "framework/messaging/impl/json_writer.hpp"
+#include "framework/settings/impl/plain_buffer_scanner.hpp"
 #include "framework/utils/exceptions.hpp"
 
 namespace zentrova::monitoring_modules::framework::settings {
@@ -21,6 +25,25 @@ constexpr std::size_t no_member = member_count;
 constexpr std::array<const char*, member_count> member_names{"kind", "settings", "secure_settings",
                                                              "channels", "persistent_data"};
 
+// Where the texts of one member go: into its map, or, when the reader reads the wrapper's own
+// copy of the buffer (whose texts stay where they are), as places in that copy.
+struct text_sink {
+    std::map<std::string, std::string>* map = nullptr;
+    std::vector<sensor_data_wrapper::text_place>* places = nullptr;
+    const char* text = nullptr;  // the copy the places count from
+
+    void add(const std::string& name, std::string_view name_in_text, std::string_view value) {
+        if (places != nullptr) {
+            places->push_back({static_cast<std::uint32_t>(name_in_text.data() - text),
+                               static_cast<std::uint32_t>(name_in_text.size()),
+                               static_cast<std::uint32_t>(value.data() - text),
+                               static_cast<std::uint32_t>(value.size())});
+        } else {
+            map->emplace(name, std::string(value));
+        }
+    }
+};
+
 // Reads the buffer as the parser walks it, straight into the wrapper's maps: the host sends it
 // with every call, and a document tree of it would cost more than the reading. The first
 // problem of each member is kept and reported once the whole text has proved to be JSON, so
@@ -28,8 +51,7 @@ constexpr std::array<const char*, member_count> member_names{"kind", "settings",
 class buffer_reader final : public jsoncons::basic_json_visitor<char> {
 public:
     // `texts` receives the objects of texts, by member; its entry for "kind" is unused.
-    buffer_reader(std::string& kind,
-                  std::array<std::map<std::string, std::string>*, member_count> texts)
+    buffer_reader(std::string& kind, std::array<text_sink, member_count> texts)
         : kind_(kind), texts_(texts) {}
 
     // Throws invalid_settings_buffer for the first problem, in member order.
@@ -79,6 +101,7 @@ private:
             }
         } else if (skip_from_ == 0 && reading_) {
             key_.assign(name.data(), name.size());
+            key_in_text_ = name;
         }
         JSONCONS_VISITOR_RETURN;
     }
@@ -91,7 +114,7 @@ private:
                 seen_[kind_member] = true;
             }
         } else if (skip_from_ == 0 && reading_) {
-            texts_[member_]->emplace(key_, std::string(value.data(), value.size()));
+            texts_[member_].add(key_, key_in_text_, value);
         } else {
             not_a_text();
         }
@@ -203,7 +226,7 @@ private:
     }
 
     std::string& kind_;
-    std::array<std::map<std::string, std::string>*, member_count> texts_;
+    std::array<text_sink, member_count> texts_;
     std::array<std::string, member_count> problems_;
     std::array<bool, member_count> seen_{};
     bool root_is_object_ = false;
@@ -212,6 +235,7 @@ private:
     std::size_t member_ = no_member;
     bool reading_ = false;  // inside one of the objects of texts
     std::string key_;
+    std::string_view key_in_text_;
 };
 
 std::map<int, std::string> channel_ids(const std::map<std::string, std::string>& texts) {
@@ -248,18 +272,58 @@ sensor_data_wrapper::sensor_data_wrapper(const void* data, unsigned size) {
     if (size == 0) {
         throw invalid_settings_buffer("the host passed an empty buffer");
     }
-    const std::string_view text(static_cast<const char*>(data), size);
+    // Most buffers are plain: read from a copy, their settings stay in it until they are read.
+    text_.assign(static_cast<const char*>(data), size);
     std::map<std::string, std::string> channel_texts;
-    buffer_reader reader(
-        kind_, {nullptr, &settings_, &secure_settings_, &channel_texts, &persistent_data_});
-    try {
-        jsoncons::json_string_reader parser(text, reader);
-        parser.read();
-    } catch (const std::exception& e) {
-        throw invalid_settings_buffer(std::string("it is not JSON (") + e.what() + ")");
+    std::optional<buffer_reader> reader(
+        std::in_place, kind_,
+        std::array<text_sink, member_count>{
+            text_sink{}, text_sink{nullptr, &settings_places_, text_.data()},
+            text_sink{nullptr, &secure_settings_places_, text_.data()}, text_sink{&channel_texts},
+            text_sink{&persistent_data_}});
+    if (!impl::plain_buffer_scanner(text_, *reader).scan()) {
+        // Not of the plain shape: start afresh with the JSON parser, straight into the maps.
+        kind_.clear();
+        settings_places_.clear();
+        secure_settings_places_.clear();
+        channel_texts.clear();
+        persistent_data_.clear();
+        reader.emplace(kind_, std::array<text_sink, member_count>{
+                                  text_sink{}, text_sink{&settings_}, text_sink{&secure_settings_},
+                                  text_sink{&channel_texts}, text_sink{&persistent_data_}});
+        try {
+            jsoncons::json_string_reader parser(std::string_view(text_), *reader);
+            parser.read();
+        } catch (const std::exception& e) {
+            throw invalid_settings_buffer(std::string("it is not JSON (") + e.what() + ")");
+        }
+        text_.clear();
+        texts_made_ = true;
     }
-    reader.report();
+    reader->report();
     channels_ = channel_ids(channel_texts);
+}
+
+const std::map<std::string, std::string>& sensor_data_wrapper::settings() const {
+    if (!texts_made_) {
+        // In the order of the buffer: of two equal names the first counts, as with the parser.
+        const auto fill = [this](const std::vector<text_place>& places,
+                                 std::map<std::string, std::string>& texts) {
+            for (const auto& place : places) {
+                texts.emplace(text_.substr(place.name_at, place.name_size),
+                              text_.substr(place.value_at, place.value_size));
+            }
+        };
+        fill(settings_places_, settings_);
+        fill(secure_settings_places_, secure_settings_);
+        texts_made_ = true;
+    }
+    return settings_;
+}
+
+const std::map<std::string, std::string>& sensor_data_wrapper::secure_settings() const {
+    settings();
+    return secure_settings_;
 }
 
 const std::string& sensor_data_wrapper::get_value(const std::string& key) const {
@@ -271,16 +335,16 @@ const std::string& sensor_data_wrapper::get_value(const std::string& key) const 
 }
 
 const std::string& sensor_data_wrapper::get_secure_value(const std::string& key) const {
-    const auto found = secure_settings_.find(key);
-    if (found == secure_settings_.end()) {
+    const auto found = secure_settings().find(key);
+    if (found == secure_settings().end()) {
         throw setting_not_available(key);
     }
     return found->second;
 }
 
 const std::string* sensor_data_wrapper::find_value(const std::string& key) const {
-    const auto found = settings_.find(key);
-    return found == settings_.end() ? nullptr : &found->second;
+    const auto found = settings().find(key);
+    return found == settings().end() ? nullptr : &found->second;
 }
 
 std::string sensor_data_wrapper::to_json() const {
@@ -288,9 +352,9 @@ std::string sensor_data_wrapper::to_json() const {
     out.begin_object();
     out.key("kind").value(kind_);
     out.key("settings");
-    write_texts(out, settings_, false);
+    write_texts(out, settings(), false);
     out.key("secure_settings");
-    write_texts(out, secure_settings_, true);
+    write_texts(out, secure_settings(), true);
     out.key("channels").begin_object();
     for (const auto& [id, name] : channels_) {
         out.key(std::to_string(id)).value(name);

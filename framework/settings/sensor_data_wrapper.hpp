@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "framework/tiko_export.hpp"
 
@@ -32,10 +34,28 @@ public:
     // The whole buffer as JSON, every secret value replaced by "********" (for logging).
     std::string to_json() const;
 
+    // Where a text of "settings" or "secure_settings" lies in the buffer: name and value.
+    struct text_place {
+        std::uint32_t name_at;
+        std::uint32_t name_size;
+        std::uint32_t value_at;
+        std::uint32_t value_size;
+    };
+
 private:
+    // The settings and secret settings, made from the places of their texts on first use: a
+    // check reads none of them (a sensor reads its settings when it is made). A wrapper belongs
+    // to the one call it was made for and is not shared between threads.
+    const std::map<std::string, std::string>& settings() const;
+    const std::map<std::string, std::string>& secure_settings() const;
+
     std::string kind_;
-    std::map<std::string, std::string> settings_;
-    std::map<std::string, std::string> secure_settings_;
+    std::string text_;  // the buffer, when the places below point into it
+    std::vector<text_place> settings_places_;
+    std::vector<text_place> secure_settings_places_;
+    mutable bool texts_made_ = false;
+    mutable std::map<std::string, std::string> settings_;
+    mutable std::map<std::string, std::string> secure_settings_;
     std::map<int, std::string> channels_;
     std::map<std::string, std::string> persistent_data_;
 };

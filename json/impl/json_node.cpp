@@ -1,6 +1,5 @@
 #include "json/impl/json_node.hpp"
 
-#include <jsoncons/json.hpp>
 #include <jsoncons_ext/jsonpointer/jsonpointer.hpp>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include <system_error>
 
 #include "json/exceptions.hpp"
+#include "json/impl/document_value.hpp"
 
 namespace zentrova::monitoring_modules::json::impl {
 
@@ -21,11 +21,11 @@ namespace {
 using jsoncons::json_type;
 using jsoncons::jsonpointer::jsonpointer_errc;
 
-const jsoncons::json& value_of(const void* address) {
-    return *static_cast<const jsoncons::json*>(address);
+const document_value& value_of(const void* address) {
+    return *static_cast<const document_value*>(address);
 }
 
-const char* kind_name_of(const jsoncons::json& value) {
+const char* kind_name_of(const document_value& value) {
     switch (value.type()) {
         case json_type::null_value:
             return "null";
@@ -54,7 +54,7 @@ const char* kind_name_of(const jsoncons::json& value) {
 // Thrown as the base class on purpose: callers treat a value of the wrong kind like any other
 // unreadable field and catch exceptions::exception, and no handler for the concrete type may
 // single it out. The concrete type still supplies the fixed message.
-[[noreturn]] void throw_type_error(const jsoncons::json& value) {
+[[noreturn]] void throw_type_error(const document_value& value) {
     const exceptions::unexpected_type_error error(kind_name_of(value));
     throw exceptions::exception(error.what(), error.details());
 }
@@ -89,11 +89,11 @@ bool canonical_index(std::string_view token, std::size_t& index) {
 // It answers only when every step finds its value; anything else (escapes, "-", odd indexes,
 // misses, scalars on the way) returns nullptr and is left to the library's lookup, so results
 // and errors stay exactly the library's.
-const jsoncons::json* find_plain_pointer(const jsoncons::json& start, std::string_view pointer) {
+const document_value* find_plain_pointer(const document_value& start, std::string_view pointer) {
     if (pointer.empty() || pointer.front() != '/' || pointer.find('~') != std::string_view::npos) {
         return nullptr;
     }
-    const jsoncons::json* current = &start;
+    const document_value* current = &start;
     std::size_t token_begin = 1;
     for (;;) {
         const std::size_t token_end = std::min(pointer.find('/', token_begin), pointer.size());
@@ -186,7 +186,7 @@ double parse_floating(std::string_view text) {
 }  // namespace
 
 bool json_node::is_empty() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     switch (value.type()) {
         case json_type::string_value:
             return value.as_string_view().empty();
@@ -209,13 +209,13 @@ json_node json_node::at_pointer(const std::string& pointer) const {
 }
 
 bool json_node::find_pointer(const std::string& pointer, json_node& found) const {
-    if (const jsoncons::json* value = find_plain_pointer(value_of(value_), pointer)) {
+    if (const document_value* value = find_plain_pointer(value_of(value_), pointer)) {
         found = json_node(value);
         return true;
     }
     std::error_code code;
     // The const overload answers a reference into the document: nothing is copied on the way.
-    const jsoncons::json& value = jsoncons::jsonpointer::get(value_of(value_), pointer, code);
+    const document_value& value = jsoncons::jsonpointer::get(value_of(value_), pointer, code);
     if (!code) {
         found = json_node(&value);
         return true;
@@ -227,7 +227,7 @@ bool json_node::find_pointer(const std::string& pointer, json_node& found) const
 }
 
 std::string json_node::to_string() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     switch (value.type()) {
         case json_type::bool_value:
         case json_type::int64_value:
@@ -242,7 +242,7 @@ std::string json_node::to_string() const {
 }
 
 std::int64_t json_node::to_int() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     switch (value.type()) {
         case json_type::int64_value:
         case json_type::uint64_value:
@@ -255,7 +255,7 @@ std::int64_t json_node::to_int() const {
 }
 
 double json_node::to_double() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     switch (value.type()) {
         case json_type::int64_value:
         case json_type::uint64_value:
@@ -269,7 +269,7 @@ double json_node::to_double() const {
 }
 
 bool json_node::to_bool() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     if (value.type() != json_type::bool_value) {
         throw_type_error(value);
     }
@@ -277,33 +277,34 @@ bool json_node::to_bool() const {
 }
 
 std::vector<json_node> json_node::elements() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     if (value.type() != json_type::array_value) {
         throw_type_error(value);
     }
     std::vector<json_node> result;
     result.reserve(value.size());
-    for (const jsoncons::json& element : value.array_range()) {
+    for (const document_value& element : value.array_range()) {
         result.push_back(json_node(&element));
     }
     return result;
 }
 
 std::vector<std::pair<std::string, json_node>> json_node::members() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     if (value.type() != json_type::object_value) {
         throw_type_error(value);
     }
     std::vector<std::pair<std::string, json_node>> result;
     result.reserve(value.size());
     for (const auto& member : value.object_range()) {
-        result.emplace_back(std::string(member.key()), json_node(&member.value()));
+        result.emplace_back(std::string(std::string_view(member.key())),
+                            json_node(&member.value()));
     }
     return result;
 }
 
 void json_node::expect_object() const {
-    const jsoncons::json& value = value_of(value_);
+    const document_value& value = value_of(value_);
     if (value.type() != json_type::object_value) {
         throw_type_error(value);
     }

@@ -77,6 +77,7 @@ azuread_provider_impl::azuread_provider_impl(std::string client_id, std::string 
                                       std::move(tenant_id)),
       login_endpoint_(without_trailing_slashes(std::move(options.login_endpoint))),
       token_path_("/" + url_encode(this->tenant_id()) + "/oauth2/token"),
+      token_endpoint_(login_endpoint_ + token_path_),
       client_factory_(options.client_factory
                           ? std::move(options.client_factory)
                           : clients_over(make_connection_pool(), token_connect_timeout)),
@@ -95,9 +96,8 @@ std::pair<std::string, std::string> azuread_provider_impl::get_authorization_hea
     }
     // A fetch of another sensor is waited for as long as this one's own fetch could take.
     const auto wait_limit = token_connect_timeout + std::chrono::seconds(timeout_seconds_);
-    const std::string token =
-        tokens_->get({login_endpoint_ + token_path_, client_id(), secret_digest_, resource},
-                     wait_limit, [&] { return fetch_token(resource); });
+    const std::string token = tokens_->get({token_endpoint_, client_id(), secret_digest_, resource},
+                                           wait_limit, [&] { return fetch_token(resource); });
     return {"Authorization", "Bearer " + token};
 }
 

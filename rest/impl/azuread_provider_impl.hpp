@@ -47,6 +47,7 @@ private:
 
     std::string login_endpoint_;
     std::string token_path_;
+    std::string token_endpoint_;  // login_endpoint_ + token_path_
     rest_client_factory client_factory_;
     std::shared_ptr<token_cache> tokens_;
     std::uint32_t timeout_seconds_;

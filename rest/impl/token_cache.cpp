@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <stdexcept>
+#include <string_view>
+#include <tuple>
 #include <utility>
 
 #include "rest/exceptions.hpp"
@@ -15,6 +17,13 @@ namespace {
 // Longer lifetimes than this would only overflow the clock arithmetic; tokens live about an hour.
 constexpr std::chrono::seconds longest_lifetime = std::chrono::hours(24);
 
+// What tells two tokens apart, where the request holds it.
+auto identity_of(const token_cache::token_request& request) {
+    return std::make_tuple(
+        std::string_view(request.token_endpoint), std::string_view(request.client_id),
+        std::string_view(request.secret_digest), std::string_view(request.resource));
+}
+
 }  // namespace
 
 token_cache::token_cache(clock_function now) : now_(std::move(now)) {}
@@ -23,9 +32,11 @@ std::string token_cache::secret_digest(const std::string& secret) {
     return sha256_digest(secret);
 }
 
-std::shared_ptr<token_cache::entry> token_cache::find_or_add(key token_key) {
+std::shared_ptr<token_cache::entry> token_cache::find_or_add(const token_request& request) {
+    const auto identity = identity_of(request);
     const std::lock_guard<std::mutex> guard(entries_mutex_);
-    if (const auto found = entries_.find(token_key); found != entries_.end()) {
+    const auto found = entries_.find(identity);
+    if (found != entries_.end()) {
         return found->second;
     }
     // Drop the expired tokens that nobody is fetching, so the cache does not grow without end.
@@ -41,14 +52,13 @@ std::shared_ptr<token_cache::entry> token_cache::find_or_add(key token_key) {
         current = expired ? entries_.erase(current) : std::next(current);
     }
     auto added = std::make_shared<entry>();
-    entries_.emplace(std::move(token_key), added);
+    entries_.emplace(key(identity), added);
     return added;
 }
 
 std::string token_cache::get(const token_request& request, std::chrono::milliseconds wait_limit,
                              const std::function<fetched_token()>& fetch) {
-    const auto token_entry = find_or_add(
-        key(request.token_endpoint, request.client_id, request.secret_digest, request.resource));
+    const auto token_entry = find_or_add(request);
     entry& held = *token_entry;
     std::unique_lock<std::mutex> lock(held.mutex);
     if (held.fetching) {

@@ -73,11 +73,12 @@ private:
     // token endpoint, client id, secret digest, resource
     using key = std::tuple<std::string, std::string, std::string, std::string>;
 
-    std::shared_ptr<entry> find_or_add(key token_key);
+    std::shared_ptr<entry> find_or_add(const token_request& request);
 
     clock_function now_;
     mutable std::mutex entries_mutex_;
-    std::map<key, std::shared_ptr<entry>> entries_;
+    // Transparent: a lookup compares the request's texts where they are, without copying them.
+    std::map<key, std::shared_ptr<entry>, std::less<>> entries_;
 };
 
 }  // namespace zentrova::monitoring_modules::rest::impl

@@ -2,8 +2,14 @@
 // floats written as text, unset channel options as empty text, documents embedded as JSON.
 #include <gtest/gtest.h>
 
+#include <jsoncons/json.hpp>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -69,6 +75,71 @@ TEST(Messages, AreWrittenExactlyAsTheHostReadsThem) {
     }
     EXPECT_THROW(messaging::module_information_message("{not json").serialize(),
                  utils::exceptions::exception);
+}
+
+// Messages copy plain texts themselves and leave the rest to the JSON library: whatever they
+// hold, they must read byte for byte as the library's compact encoder writes them.
+TEST(Messages, ReadAsTheLibrarysEncoderWritesThem) {
+    const std::vector<std::string> texts{"",         "plain text, 40 bytes long, nothing to do",
+                                         "q\"b\\s/", std::string("nul\0tab\tdel\x7f", 15),
+                                         "\x1f\x20", "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80",
+                                         "\xff bad", "del \x7f alone"};
+    for (const auto& text : texts) {
+        std::string expected;
+        jsoncons::compact_json_string_encoder library(expected);
+        library.begin_object();
+        library.key("type");
+        library.string_value("persistent_data");
+        library.key("sensor_id");
+        library.int64_value(7);
+        library.key("key");
+        library.string_value(text);
+        library.key("value");
+        library.string_value(text);
+        library.end_object();
+        library.flush();
+        EXPECT_EQ(messaging::persistent_data(7, text, text).serialize(), expected);
+    }
+
+    std::mt19937_64 random(7);
+    std::vector<double> doubles{0.0, -0.0, 0.1, 12.5, 1e21, 1e-7, 123456789.125, 5e-324};
+    while (doubles.size() < 2000) {
+        const std::uint64_t bits = random();
+        double number = 0;
+        std::memcpy(&number, &bits, sizeof number);
+        if (std::isfinite(number)) {
+            doubles.push_back(number);
+        }
+    }
+    responses::sensor_scan_result scan(7);
+    std::string expected;
+    jsoncons::compact_json_string_encoder library(expected);
+    library.begin_object();
+    library.key("type");
+    library.string_value("sensor_scan_result");
+    library.key("sensor_id");
+    library.int64_value(7);
+    library.key("response_code");
+    library.int64_value(0);
+    library.key("message");
+    library.string_value("");
+    library.key("channels");
+    library.begin_array();
+    for (std::size_t id = 0; id < doubles.size(); ++id) {
+        scan.add_float(static_cast<int>(id), doubles[id]);
+        library.begin_object();
+        library.key("id");
+        library.int64_value(static_cast<std::int64_t>(id));
+        library.key("kind");
+        library.string_value("float");
+        library.key("value");
+        library.double_value(doubles[id]);
+        library.end_object();
+    }
+    library.end_array();
+    library.end_object();
+    library.flush();
+    EXPECT_EQ(scan.serialize(), expected);
 }
 
 }  // namespace

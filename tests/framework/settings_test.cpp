@@ -26,7 +26,7 @@ sensor_data_wrapper wrap(const std::string& text) {
 TEST(SensorDataWrapper, ReadsEveryPartItKnowsAndNothingElse) {
     const std::vector<std::pair<std::string, std::string>> cases{
         {R"({"kind":"virtual_machine_sensor","settings":{"host":"h","timeout":"60"},
-            "secure_settings":{"secret":"pw"},"persistent_data":{"currency":"EUR"},
+            "secure_settings":{"secret":"p\"w\u00e9"},"persistent_data":{"currency":"EUR"},
             "channels":{"0":"channel_avg_cpu","12":"budget_used[x]"}})",
          R"({"kind":"virtual_machine_sensor","settings":{"host":"h","timeout":"60"},"secure_settings":{"secret":"********"},"channels":{"0":"channel_avg_cpu","12":"budget_used[x]"},"persistent_data":{"currency":"EUR"}})"},
         // Missing members mean empty.
@@ -45,7 +45,7 @@ TEST(SensorDataWrapper, ReadsEveryPartItKnowsAndNothingElse) {
     }
     // Plain and secret settings are separate: neither lookup sees the other's keys.
     const auto wrapper = wrap(cases[0].first);
-    EXPECT_EQ(wrapper.get_secure_value("secret"), "pw");
+    EXPECT_EQ(wrapper.get_secure_value("secret"), "p\"w\xc3\xa9");
     EXPECT_THROW(wrapper.get_value("secret"), utils::exceptions::setting_not_available);
     EXPECT_EQ(failure_text<utils::exceptions::setting_not_available>(
                   [&] { wrapper.get_secure_value("host"); }),
