@@ -14,6 +14,9 @@ thread_local document_arena* current_arena = nullptr;
 
 // Blocks are at least this large, so that one block of a finished document fits the next.
 constexpr std::size_t smallest_block = std::size_t{128} * 1024U;
+// Larger blocks, of an unusually large answer, go back to the system with their document: kept,
+// they would hold that answer's memory for the rest of the process.
+constexpr std::size_t largest_spare_block = std::size_t{1024} * 1024U;
 
 // The blocks of finished documents, kept for the next ones. Every answer takes and gives back
 // one block of a hundred kilobytes or more, and the C library gives memory of that size at the
@@ -46,9 +49,9 @@ public:
         return nullptr;
     }
 
-    // Keeps the block, or frees it when enough are kept.
+    // Keeps the block, or frees it when it is large or enough are kept.
     void give(void* memory, std::size_t size) {
-        {
+        if (size <= largest_spare_block) {
             const std::lock_guard<std::mutex> guard(mutex_);
             if (count_ < blocks_.size()) {
                 blocks_[count_++] = {memory, size};
