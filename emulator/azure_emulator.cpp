@@ -20,12 +20,13 @@ namespace fs = std::filesystem;
 
 impl::scenario load_scenario(const emulator_options& options) {
     if (!options.scenario_json.empty()) {
-        return impl::scenario_parser::parse(options.scenario_json, "scenario");
+        return impl::scenario_parser::parse(options.scenario_json, "scenario", options.copies);
     }
     if (!options.scenario_file.empty()) {
-        return impl::scenario_parser::parse_file(options.scenario_file);
+        return impl::scenario_parser::parse_file(options.scenario_file, options.copies);
     }
-    return impl::scenario_parser::parse(default_scenario_json(), "bundled scenario");
+    return impl::scenario_parser::parse(default_scenario_json(), "bundled scenario",
+                                        options.copies);
 }
 
 // Each open connection costs a descriptor on both ends; the usual soft limit of 1024 would

@@ -24,6 +24,9 @@ public:
 struct emulator_options {
     std::string scenario_json;  // scenario text; wins over scenario_file
     std::string scenario_file;  // used when scenario_json is empty; both empty: bundled scenario
+    // Each machine and SQL server of the starting scenario this many times (docs/emulator.md,
+    // "Copies"); 0: as many as its "copies" member says (1 without one).
+    std::size_t copies = 0;
     std::string host = "127.0.0.1";  // name used in the URLs: "127.0.0.1" or "localhost"
     int port = 0;                    // 0 picks a free port
     // Where ca.pem, server.pem and server.key live. Files already there are reused, missing ones

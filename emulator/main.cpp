@@ -20,6 +20,11 @@ int main(int argc, char** argv) {
     bool print_env = false;
     app.add_option("--scenario", options.scenario_file,
                    "scenario file (JSON, see docs/emulator.md); default: the bundled scenario");
+    app.add_option("--copies", options.copies,
+                   "serve each virtual machine and SQL server of the scenario N times (names "
+                   "get -2, -3 ...), for watches of many sensors; default: the scenario's "
+                   "\"copies\", else 1")
+        ->check(CLI::Range(1, 10000));
     app.add_option("--port", options.port, "port on 127.0.0.1; 0 picks a free one")
         ->check(CLI::Range(0, 65535));
     app.add_option("--host", options.host, "host name written in the URLs")

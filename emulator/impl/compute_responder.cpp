@@ -106,7 +106,7 @@ http_answer compute_responder::vm_list(const arm_request& r) {
     for (const auto& vm : r.sub.virtual_machines) {
         items.push_back(vm_item(r.sub, vm));
     }
-    return paged_answer(r, items);
+    return paged_answer(r, items, r.world.page_size * r.world.copies);
 }
 
 http_answer compute_responder::instance_view(const arm_request& r) {

@@ -190,6 +190,9 @@ struct quota_rules {
 struct scenario {
     int token_lifetime_seconds = 3599;
     std::size_t page_size = 0;  // 0: lists are not paged
+    // How many times each machine and SQL server appears (scenario_copies). The VM and server
+    // lists, which the copies lengthen, page at page_size × copies; the others at page_size.
+    std::size_t copies = 1;
     // Metrics asked for without an aggregation: each in its own primary one (as Azure answers)
     // rather than in average.
     bool primary_aggregations = false;

@@ -7,6 +7,7 @@
 #include <limits>
 #include <sstream>
 
+#include "emulator/impl/scenario_copies.hpp"
 #include "emulator/impl/scenario_cost_reader.hpp"
 #include "emulator/impl/scenario_fault_reader.hpp"
 #include "emulator/impl/scenario_identity_reader.hpp"
@@ -19,6 +20,8 @@ namespace {
 using jsoncons::ojson;
 
 constexpr std::int64_t int_max = std::numeric_limits<int>::max();
+// Ten thousand copies of a small world already hold more machines than a subscription may.
+constexpr std::int64_t max_copies = 10000;
 
 ojson parse_json(const std::string& text, const std::string& origin) {
     try {
@@ -96,11 +99,12 @@ quota_rules read_quotas(const scenario_object& root) {
 
 }  // namespace
 
-scenario scenario_parser::parse(const std::string& json_text, const std::string& origin) {
+scenario scenario_parser::parse(const std::string& json_text, const std::string& origin,
+                                std::size_t copies) {
     const ojson doc = parse_json(json_text, origin);
     scenario_object root(
         scenario_node(doc, "$", origin),
-        {"description", "token_lifetime_seconds", "page_size", "default_aggregation",
+        {"description", "token_lifetime_seconds", "page_size", "copies", "default_aggregation",
          "billing_period_type", "quotas", "tenants", "regions", "subscriptions", "faults"});
     scenario world;
     root.text("description", "");  // free text, but it must be text
@@ -135,10 +139,12 @@ scenario scenario_parser::parse(const std::string& json_text, const std::string&
     if (root.has("faults")) {
         world.faults = scenario_fault_reader::read_faults(root.child("faults"));
     }
+    const auto own_copies = static_cast<std::size_t>(root.integer("copies", 1, 1, max_copies));
+    scenario_copies::multiply(world, copies > 0 ? copies : own_copies, origin);
     return world;
 }
 
-scenario scenario_parser::parse_file(const std::string& path) {
+scenario scenario_parser::parse_file(const std::string& path, std::size_t copies) {
     const std::string origin = "scenario file '" + path + "'";
     std::error_code ec;
     if (!std::filesystem::is_regular_file(path, ec)) {
@@ -153,7 +159,7 @@ scenario scenario_parser::parse_file(const std::string& path) {
     }
     std::ostringstream text;
     text << in.rdbuf();
-    return parse(text.str(), origin);
+    return parse(text.str(), origin, copies);
 }
 
 std::vector<fault> scenario_parser::parse_faults(const std::string& json_text,

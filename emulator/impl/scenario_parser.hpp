@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -13,8 +14,10 @@ namespace zentrova::monitoring_modules::emulator::impl {
 // problem, so that a typo in a test scenario is reported rather than ignored.
 class scenario_parser {
 public:
-    static scenario parse(const std::string& json_text, const std::string& origin);
-    static scenario parse_file(const std::string& path);
+    // `copies` above 0 overrides the scenario's own "copies" member.
+    static scenario parse(const std::string& json_text, const std::string& origin,
+                          std::size_t copies = 0);
+    static scenario parse_file(const std::string& path, std::size_t copies = 0);
     // One fault object or an array of them.
     static std::vector<fault> parse_faults(const std::string& json_text, const std::string& origin);
 };

@@ -52,7 +52,7 @@ http_answer sql_responder::sql_servers(const arm_request& r) {
         items.push_back(std::move(item));
     }
     // The 2014-04-01 list is an OData service's answer, and says so.
-    http_answer answer = paged_answer(r, items);
+    http_answer answer = paged_answer(r, items, r.world.page_size * r.world.copies);
     if (answer.status == 200) {
         answer.content_type =
             "application/json; odata=minimalmetadata; streaming=true; charset=utf-8";
