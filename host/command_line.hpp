@@ -7,13 +7,14 @@
 #include <vector>
 
 #include "host/sensor_host.hpp"
+#include "host/watch_options.hpp"
 
 namespace zentrova::monitoring_modules::host {
 
-// The sensor-host command line: the global options, then info, discover KIND or check KIND
-// with their own options.
+// The sensor-host command line: the global options, then info, discover KIND, check KIND or
+// watch with their own options.
 struct command_line {
-    enum class action { info, discover, check };
+    enum class action { info, discover, check, watch };
 
     // Reads the arguments. For --help or a command line that is wrong, CLI11 has printed what
     // it has to say and `exit_code` holds what the process returns.
@@ -29,6 +30,7 @@ struct command_line {
     std::string credentials_path;
     std::vector<std::string> assignments;
     std::optional<std::size_t> from_row;
+    watch_options watch;  // with `assignments` left to settings()
 };
 
 }  // namespace zentrova::monitoring_modules::host

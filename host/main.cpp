@@ -1,4 +1,6 @@
 // sensor-host: runs the module's discoveries and checks from the command line, as a probe would.
+#include <unistd.h>
+
 #include <iostream>
 
 #include "host/command_line.hpp"
@@ -17,7 +19,12 @@ int main(int argc, char** argv) {
         return *command.exit_code;
     }
     try {
-        sensor_host host(command.options, std::cout, std::cerr);
+        auto options = command.options;
+        if (options.format == "jsonl" && command.what != command_line::action::watch) {
+            throw host_error("--format jsonl is for watch; pass table or json");
+        }
+        options.terminal_fd = ::isatty(STDOUT_FILENO) != 0 ? STDOUT_FILENO : -1;
+        sensor_host host(options, std::cout, std::cerr);
         if (command.what == command_line::action::info) {
             return host.info();
         }
@@ -25,7 +32,12 @@ int main(int argc, char** argv) {
         if (command.what == command_line::action::discover) {
             return host.discover(command.kind, credentials);
         }
-        return host.check(command.kind, credentials, command.settings(), command.from_row);
+        if (command.what == command_line::action::check) {
+            return host.check(command.kind, credentials, command.settings(), command.from_row);
+        }
+        auto watch = command.watch;
+        watch.assignments = command.settings();
+        return host.watch(watch, credentials);
     } catch (const host_error& e) {
         std::cerr << "sensor-host: " << e.what() << "\n";
         return 2;

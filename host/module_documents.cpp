@@ -106,6 +106,14 @@ std::string module_documents::display_name(const std::string& kind) const {
     return kind;
 }
 
+double module_documents::minimum_interval(const std::string& sensor_kind) const {
+    const auto& sensors = docs_->definition["Sensors"];
+    if (!sensors.contains(sensor_kind) || !sensors[sensor_kind].contains("MinimumInterval")) {
+        return 60;  // a kind that names none is checked every minute
+    }
+    return sensors[sensor_kind]["MinimumInterval"].as<double>();
+}
+
 std::optional<std::string> module_documents::first_meta_step(const std::string& sensor_kind) const {
     const auto& sensors = docs_->definition["Sensors"];
     if (!sensors.contains(sensor_kind) || !sensors[sensor_kind].contains("FirstMetaStep")) {

@@ -28,6 +28,8 @@ public:
     std::vector<std::string> sensor_kinds() const;
     std::vector<std::string> metascan_kinds() const;
     std::string display_name(const std::string& kind) const;
+    // The shortest interval between two checks the module allows a sensor kind, in seconds.
+    double minimum_interval(const std::string& sensor_kind) const;
     // The meta scan a sensor kind is created from, if any.
     std::optional<std::string> first_meta_step(const std::string& sensor_kind) const;
     // The settings a kind reads beyond the credentials: full key, title and default.

@@ -5,6 +5,13 @@
 namespace zentrova::monitoring_modules::host {
 namespace {
 
+// Where messages sent on this thread go while a capturing call runs.
+struct message_sink {
+    const module_library* library = nullptr;
+    std::vector<std::string>* messages = nullptr;
+};
+thread_local message_sink current_sink;
+
 template <typename Function>
 Function entry(const shared_library& library, const char* name) {
     return reinterpret_cast<Function>(
@@ -42,6 +49,21 @@ int module_library::cleanup() {
     return exports_.cleanup_module();
 }
 
+std::string module_library::answer_meaning(int code) {
+    switch (code) {
+        case 1:
+            return "the module could not carry it out";
+        case 2:
+            return "an unexpected failure escaped the module";
+        case 3:
+            return "the module is not initialised";
+        case 4:
+            return "unknown kind or sensor id";
+        default:
+            return "code " + std::to_string(code);
+    }
+}
+
 int module_library::api_level() const {
     return exports_.get_api_level();
 }
@@ -62,6 +84,25 @@ int module_library::destroy_sensor(int sensor_id) {
 int module_library::check(int sensor_id, const std::string& settings) {
     return exports_.execute_check(sensor_id, settings.data(),
                                   static_cast<unsigned>(settings.size()));
+}
+
+template <typename Call>
+int module_library::capturing(std::vector<std::string>& messages, Call call) {
+    struct restore {
+        message_sink previous;
+        ~restore() { current_sink = previous; }
+    } const restore_sink{std::exchange(current_sink, {this, &messages})};
+    return call();
+}
+
+int module_library::create_sensor(int sensor_id, const std::string& settings,
+                                  std::vector<std::string>& messages) {
+    return capturing(messages, [&] { return create_sensor(sensor_id, settings); });
+}
+
+int module_library::check(int sensor_id, const std::string& settings,
+                          std::vector<std::string>& messages) {
+    return capturing(messages, [&] { return check(sensor_id, settings); });
 }
 
 int module_library::meta_scan(int sensor_id, unsigned scan_id, const std::string& settings) {
@@ -86,6 +127,10 @@ void module_library::on_message(std::function<void(const std::string&)> listener
 void module_library::receive(void* host_context, void* /*host_context_extra*/, void* data,
                              unsigned size) {
     auto* self = static_cast<module_library*>(host_context);
+    if (current_sink.library == self) {
+        current_sink.messages->emplace_back(static_cast<const char*>(data), size);
+        return;
+    }
     const std::lock_guard<std::mutex> lock(self->messages_mutex_);
     self->messages_.emplace_back(static_cast<const char*>(data), size);
     if (self->listener_) {

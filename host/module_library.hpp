@@ -27,8 +27,17 @@ public:
     int create_sensor(int sensor_id, const std::string& settings);
     int destroy_sensor(int sensor_id);
     int check(int sensor_id, const std::string& settings);
+    // The same calls for hosts that call from several threads at once: the messages the call
+    // causes (the module sends them on the calling thread) go to `messages` instead of the
+    // shared list.
+    int create_sensor(int sensor_id, const std::string& settings,
+                      std::vector<std::string>& messages);
+    int check(int sensor_id, const std::string& settings, std::vector<std::string>& messages);
     int meta_scan(int sensor_id, unsigned scan_id, const std::string& settings);
     int sensor_scan(int sensor_id);
+
+    // What an export's answer means, for people ("the module is not initialised").
+    static std::string answer_meaning(int code);
 
     // The messages received so far (each one JSON text), leaving none behind.
     std::vector<std::string> take_messages();
@@ -52,6 +61,8 @@ public:
     const entry_points& exports() const { return exports_; }
 
 private:
+    template <typename Call>
+    int capturing(std::vector<std::string>& messages, Call call);
     static void receive(void* host_context, void* host_context_extra, void* data, unsigned size);
 
     shared_library library_;

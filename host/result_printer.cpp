@@ -1,10 +1,11 @@
 #include "host/result_printer.hpp"
 
 #include <algorithm>
-#include <array>
 #include <iomanip>
 #include <jsoncons/json.hpp>
 #include <sstream>
+
+#include "host/channel_formatter.hpp"
 
 namespace zentrova::monitoring_modules::host {
 namespace {
@@ -35,31 +36,6 @@ void print_table(std::ostream& out, const std::vector<std::string>& header,
     for (const auto& row : rows) {
         line(row);
     }
-}
-
-std::string format_value(const jsoncons::ojson& channel) {
-    if (channel["value"].is_string()) {
-        return channel["value"].as<std::string>();  // NaN and infinities travel as text
-    }
-    if (channel["kind"].as<std::string>() == "integer") {
-        return std::to_string(channel["value"].as<long long>());
-    }
-    std::ostringstream text;
-    text << std::fixed << std::setprecision(2) << channel["value"].as<double>();
-    return text.str();
-}
-
-// 5368709120 bytes as "5.00 GiB".
-std::string readable_bytes(double bytes) {
-    constexpr std::array<const char*, 5> units{"bytes", "KiB", "MiB", "GiB", "TiB"};
-    size_t unit = 0;
-    while (bytes >= 1024.0 && unit + 1 < units.size()) {
-        bytes /= 1024.0;
-        ++unit;
-    }
-    std::ostringstream text;
-    text << std::fixed << std::setprecision(unit == 0 ? 0 : 2) << bytes << " " << units[unit];
-    return text.str();
 }
 
 }  // namespace
@@ -137,28 +113,8 @@ void result_printer::check_result(const std::string& sensor_kind, int sensor_id,
     out_ << documents_.display_name(sensor_kind) << " (sensor " << sensor_id << "), checked in "
          << elapsed_ms << " ms\n";
     std::vector<std::vector<std::string>> rows;
-    for (const auto& channel : result["channels"].array_range()) {
-        const int id = channel["id"].as<int>();
-        const auto found = sensor.channels.find(id);
-        const channel_definition definition =
-            found == sensor.channels.end() ? channel_definition{} : found->second;
-        std::string value = format_value(channel);
-        if (!definition.lookup.empty() && channel["kind"].as<std::string>() == "integer") {
-            value = documents_.lookup_text(definition.lookup, channel["value"].as<long long>())
-                        .append(" (")
-                        .append(value)
-                        .append(")");
-        } else if (definition.unit == "3" && channel["value"].is_number()) {
-            value = readable_bytes(channel["value"].as<double>());
-        } else {
-            const std::string unit =
-                module_documents::unit_text(definition.unit, definition.custom_unit);
-            value += unit.empty() ? "" : (unit == "%" ? "" : " ") + unit;
-        }
-        rows.push_back(
-            {std::to_string(id),
-             definition.name.empty() ? "(undeclared)" : documents_.resolve(definition.name),
-             value});
+    for (const auto& line : channel_formatter(documents_).lines(result_message, sensor.channels)) {
+        rows.push_back({std::to_string(line.id), line.name, line.value});
     }
     print_table(out_, {"Id", "Channel", "Value"}, rows);
     const int response = result["response_code"].as<int>();

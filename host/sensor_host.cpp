@@ -5,31 +5,18 @@
 #include <cstdlib>
 #include <jsoncons/json.hpp>
 
+#include "host/discovery_scan.hpp"
 #include "host/host_error.hpp"
 #include "host/host_state.hpp"
 #include "host/module_documents.hpp"
 #include "host/module_library.hpp"
-#include "host/progress_bar.hpp"
 #include "host/result_printer.hpp"
-#include "host/settings_buffer.hpp"
+#include "host/sensor_setup.hpp"
+#include "host/sensor_watch.hpp"
+#include "host/stop_signals.hpp"
 
 namespace zentrova::monitoring_modules::host {
 namespace {
-
-std::string exit_reason(int code) {
-    switch (code) {
-        case 1:
-            return "the module could not carry it out";
-        case 2:
-            return "an unexpected failure escaped the module";
-        case 3:
-            return "the module is not initialised";
-        case 4:
-            return "unknown kind or sensor id";
-        default:
-            return "code " + std::to_string(code);
-    }
-}
 
 long long milliseconds_since(std::chrono::steady_clock::time_point started) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
@@ -70,22 +57,6 @@ void sensor_host::start() {
     documents_ = std::make_unique<module_documents>(messages.front());
 }
 
-std::string sensor_host::resolve_setting_key(const std::string& sensor_kind,
-                                             const std::string& name) const {
-    std::string known;
-    for (const auto& setting : documents_->sensor_settings(sensor_kind)) {
-        if (setting.key == name || setting.key.substr(setting.key.rfind('.') + 1) == name) {
-            return setting.key;
-        }
-        known += (known.empty() ? "" : ", ") + setting.key.substr(setting.key.rfind('.') + 1);
-    }
-    if (name.find('.') != std::string::npos) {
-        return name;  // a full key the definition does not list: passed on as given
-    }
-    throw host_error("\"" + sensor_kind + "\" has no setting \"" + name + "\"" +
-                     (known.empty() ? "" : "; its settings are: " + known));
-}
-
 int sensor_host::info() {
     start();
     if (options_.format == "json") {
@@ -103,65 +74,34 @@ int sensor_host::discover(const std::string& metascan_kind, const credentials_fi
         throw host_error("\"" + metascan_kind + "\" is not a meta scan of this module; try " +
                          (kinds.empty() ? std::string("sensor-host info") : kinds.front()));
     }
-    auto settings = connection_settings(!options_.log_dir.empty());
-    add_credentials(settings, credentials);
-
-    progress_bar bar(err_);
-    module_->on_message([&bar](const std::string& text) {
-        const auto message = jsoncons::ojson::parse(text);
-        if (message["type"].as<std::string>() == "metascan_progress") {
-            bar.show(message["progress"].as<int>(), message["text"].as<std::string>());
-        }
-    });
-    const auto started = std::chrono::steady_clock::now();
-    const int code = module_->meta_scan(
-        options_.sensor_id, 1,
-        settings_buffer(metascan_kind, settings, secure_settings(credentials), {}));
-    const auto elapsed = milliseconds_since(started);
-    module_->on_message(nullptr);
-    const auto texts = module_->take_messages();
-    std::vector<jsoncons::ojson> messages;
-    messages.reserve(texts.size());
-    for (const auto& text : texts) {
-        messages.push_back(jsoncons::ojson::parse(text));
-    }
+    const auto outcome = discovery_scan(*module_, credentials, !options_.log_dir.empty())
+                             .run(metascan_kind, options_.sensor_id, err_);
     const result_printer printer(out_, *documents_);
     if (options_.format == "json") {
-        printer.messages(texts);
+        printer.messages(outcome.messages);
     }
-    if (code != 0) {
-        err_ << "ExecuteMetaScan answered " << code << ": " << exit_reason(code) << "\n";
+    if (outcome.code != 0) {
+        err_ << "ExecuteMetaScan answered " << outcome.code << ": "
+             << module_library::answer_meaning(outcome.code) << "\n";
         return 2;
     }
-    const auto result = std::find_if(
-        messages.begin(), messages.end(),
-        [](const jsoncons::ojson& m) { return m["type"].as<std::string>() == "meta_scan_result"; });
-    if (result == messages.end()) {
+    if (!outcome.has_result) {
         err_ << "The meta scan sent no result\n";
         return 2;
     }
 
     auto state = host_state::load(options_.state_path);
-    auto& rows = state.discoveries[metascan_kind];
-    rows.clear();
-    for (const auto& entry : (*result)["entries"].array_range()) {
-        discovered_row row{entry["display"].as<std::string>(), {}};
-        for (const auto& value : entry["values"].object_range()) {
-            row.values[value.key()] = value.value().as<std::string>();
-        }
-        rows.push_back(std::move(row));
-    }
+    state.discoveries[metascan_kind] = outcome.rows;
     state.save(options_.state_path);
 
-    const int response = (*result)["response_code"].as<int>();
     if (options_.format != "json") {
-        if (response != 0) {
-            printer.discovery_failure(response, (*result)["message"].as<std::string>());
+        if (outcome.response_code != 0) {
+            printer.discovery_failure(outcome.response_code, outcome.message);
         } else {
-            printer.discovery(metascan_kind, rows, elapsed);
+            printer.discovery(metascan_kind, outcome.rows, outcome.elapsed_ms);
         }
     }
-    return response == 0 ? 0 : 1;
+    return outcome.response_code == 0 ? 0 : 1;
 }
 
 int sensor_host::check(const std::string& sensor_kind, const credentials_file& credentials,
@@ -185,37 +125,30 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
         sensor = sensor_state{};
     }
     sensor.kind = sensor_kind;
-    gather_settings(sensor_kind, state, sensor, assignments, from_row);
-
-    auto settings = connection_settings(!options_.log_dir.empty());
-    settings.insert(sensor.settings.begin(), sensor.settings.end());
-    add_credentials(settings, credentials);
-    const auto secure = secure_settings(credentials);
+    const sensor_setup setup(*module_, *documents_, credentials, !options_.log_dir.empty());
+    setup.gather_settings(sensor, from_row ? &stored_row(sensor_kind, state, *from_row) : nullptr,
+                          assignments);
 
     std::vector<std::string> all;
     const result_printer printer(out_, *documents_);
-    const int created = module_->create_sensor(
-        options_.sensor_id, settings_buffer(sensor_kind, settings, secure, sensor));
-    for (const auto& text : module_->take_messages()) {
-        sensor.remember(text);
-        all.push_back(text);
-    }
+    const int created = setup.create(options_.sensor_id, sensor, all);
     if (created != 0) {
         if (options_.format == "json") {
             printer.messages(all);
         }
-        err_ << "CreateSensorInstance answered " << created << ": " << exit_reason(created)
+        err_ << "CreateSensorInstance answered " << created << ": "
+             << module_library::answer_meaning(created)
              << (options_.log_dir.empty() ? "; run with --log-dir DIR to see why"
                                           : "; see " + options_.log_dir + "/MicrosoftAzure.log")
              << "\n";
         return 2;
     }
     const auto started = std::chrono::steady_clock::now();
-    const int checked =
-        module_->check(options_.sensor_id, settings_buffer(sensor_kind, settings, secure, sensor));
+    std::vector<std::string> messages;
+    const int checked = module_->check(options_.sensor_id, setup.buffer(sensor), messages);
     const auto elapsed = milliseconds_since(started);
     std::optional<std::string> result;
-    for (const auto& text : module_->take_messages()) {
+    for (const auto& text : messages) {
         sensor.remember(text);
         if (jsoncons::ojson::parse(text)["type"].as<std::string>() == "sensor_scan_result") {
             result = text;
@@ -230,7 +163,8 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
         printer.messages(all);
     }
     if (checked != 0 || !result) {
-        err_ << "ExecuteCheck answered " << checked << ": " << exit_reason(checked) << "\n";
+        err_ << "ExecuteCheck answered " << checked << ": "
+             << module_library::answer_meaning(checked) << "\n";
         return 2;
     }
     const int response = jsoncons::ojson::parse(*result)["response_code"].as<int>();
@@ -240,50 +174,32 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
     return response == 0 ? 0 : 1;
 }
 
-void sensor_host::gather_settings(const std::string& sensor_kind, host_state& state,
-                                  sensor_state& sensor,
-                                  const std::map<std::string, std::string>& assignments,
-                                  std::optional<size_t> from_row) const {
-    if (from_row) {
-        const auto first = documents_->first_meta_step(sensor_kind);
-        if (!first) {
-            throw host_error("\"" + sensor_kind +
-                             "\" is not created from discovery rows; drop --from-row");
-        }
-        const auto& rows = state.discoveries[*first];
-        if (*from_row == 0 || *from_row > rows.size()) {
-            const auto where = "There is no row " + std::to_string(*from_row) + " of " + *first +
-                               " in " + options_.state_path;
-            if (rows.empty()) {
-                throw host_error(where + "; run: sensor-host discover " + *first + " first");
-            }
-            throw host_error(where + "; pick a row from 1 to " + std::to_string(rows.size()));
-        }
-        if (sensor.settings != rows[*from_row - 1].values) {
-            sensor.channels.clear();  // another resource: the host starts the sensor afresh
-            sensor.persistent_data.clear();
-        }
-        sensor.settings = rows[*from_row - 1].values;
+const discovered_row& sensor_host::stored_row(const std::string& sensor_kind, host_state& state,
+                                              std::size_t from_row) const {
+    const auto first = documents_->first_meta_step(sensor_kind);
+    if (!first) {
+        throw host_error("\"" + sensor_kind +
+                         "\" is not created from discovery rows; drop --from-row");
     }
-    for (const auto& setting : documents_->sensor_settings(sensor_kind)) {
-        if (!setting.options.empty() && sensor.settings.count(setting.key) == 0) {
-            sensor.settings[setting.key] = setting.default_value;
+    const auto& rows = state.discoveries[*first];
+    if (from_row == 0 || from_row > rows.size()) {
+        const auto where = "There is no row " + std::to_string(from_row) + " of " + *first +
+                           " in " + options_.state_path;
+        if (rows.empty()) {
+            throw host_error(where + "; run: sensor-host discover " + *first + " first");
         }
+        throw host_error(where + "; pick a row from 1 to " + std::to_string(rows.size()));
     }
-    for (const auto& [name, value] : assignments) {
-        sensor.settings[resolve_setting_key(sensor_kind, name)] = value;
-    }
-    if (const auto first = documents_->first_meta_step(sensor_kind)) {
-        for (const auto& column : documents_->metascan_columns(*first)) {
-            if (sensor.settings.count(column.key) == 0) {
-                throw host_error(
-                    "\"" + sensor_kind +
-                    "\" watches a resource that discovery found; run sensor-host discover " +
-                    *first + " and pass --from-row N, or give --set " + column.key +
-                    "=... for each column");
-            }
-        }
-    }
+    return rows[from_row - 1];
+}
+
+int sensor_host::watch(const watch_options& watch, const credentials_file& credentials) {
+    stop_signals stops;  // before any thread starts, so that every one leaves the two alone
+    start();
+    sensor_watch session(*module_, *documents_, options_, watch, credentials, out_, err_);
+    session.run(stops);
+    module_.reset();  // CleanupModule, and the library unloaded, before the summary
+    return session.summarize();
 }
 
 }  // namespace zentrova::monitoring_modules::host

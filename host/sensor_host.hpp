@@ -7,6 +7,7 @@
 #include <string>
 
 #include "host/credentials_file.hpp"
+#include "host/watch_options.hpp"
 
 namespace zentrova::monitoring_modules::host {
 
@@ -14,14 +15,16 @@ class module_library;
 class module_documents;
 class host_state;
 struct sensor_state;
+struct discovered_row;
 
 // How a run of the sensor host is set up.
 struct host_options {
     std::string module_path;
-    std::string format = "table";  // "table" for people, "json" for scripts
+    std::string format = "table";  // "table" for people, "json" for scripts, "jsonl" for watch
     std::string log_dir;           // sensor and module logs go here when set
     std::string state_path = "sensor-host-state.json";
     int sensor_id = 1;
+    int terminal_fd = -1;  // standard output's descriptor when it is a terminal (watch's view)
 };
 
 // The reference host: loads the module, drives it through its exports as a probe does, keeps
@@ -40,16 +43,15 @@ public:
     int check(const std::string& sensor_kind, const credentials_file& credentials,
               const std::map<std::string, std::string>& assignments,
               std::optional<size_t> from_row);
+    // Exit status 0 when every check succeeded, 1 when one failed or none ran.
+    int watch(const watch_options& watch, const credentials_file& credentials);
 
 private:
     void start();
-    // Settles a sensor's plain settings: the values of a discovery row (--from-row), the
-    // defaults of settings with options, then --set. Throws host_error when a column of the
-    // sensor's discovery is still missing.
-    void gather_settings(const std::string& sensor_kind, host_state& state, sensor_state& sensor,
-                         const std::map<std::string, std::string>& assignments,
-                         std::optional<size_t> from_row) const;
-    std::string resolve_setting_key(const std::string& sensor_kind, const std::string& name) const;
+    // The --from-row'th row of the sensor kind's last discovery; throws host_error when there
+    // is none.
+    const discovered_row& stored_row(const std::string& sensor_kind, host_state& state,
+                                     std::size_t from_row) const;
 
     host_options options_;
     std::ostream& out_;

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "host/credentials_file.hpp"
+#include "host/host_state.hpp"
+
+namespace zentrova::monitoring_modules::host {
+
+class module_library;
+class module_documents;
+
+// Makes sensors as a probe does, for every command that creates them: settles a sensor's
+// settings (a discovery row, the defaults of settings with options, then --set) and creates it
+// through the module's exports with the host's connection settings and the credentials.
+class sensor_setup {
+public:
+    sensor_setup(module_library& module, const module_documents& documents,
+                 credentials_file credentials, bool logging);
+
+    // Settles `sensor`'s plain settings for its kind: `row`'s values when one is given (another
+    // resource than before starts the sensor afresh), the defaults of settings with options,
+    // then `assignments` by name or full key. Throws host_error for a setting the kind lacks or
+    // a column of its discovery that is still missing.
+    void gather_settings(sensor_state& sensor, const discovered_row* row,
+                         const std::map<std::string, std::string>& assignments) const;
+    // The full key of a setting given by its last name part or full key; throws host_error
+    // listing the kind's settings when it has none of that name.
+    std::string resolve_setting_key(const std::string& sensor_kind, const std::string& name) const;
+    bool has_setting(const std::string& sensor_kind, const std::string& name) const;
+
+    // The buffer of a call for the sensor: the connection settings, its own settings, the
+    // credentials, and its channels and persistent data so far.
+    std::string buffer(const sensor_state& sensor) const;
+    // CreateSensorInstance under `sensor_id`, keeping what the sensor declares or stores; the
+    // call's messages go to `messages`. Returns the export's answer.
+    int create(int sensor_id, sensor_state& sensor, std::vector<std::string>& messages) const;
+
+private:
+    module_library& module_;
+    const module_documents& documents_;
+    credentials_file credentials_;
+    bool logging_;
+};
+
+}  // namespace zentrova::monitoring_modules::host
