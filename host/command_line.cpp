@@ -32,16 +32,18 @@ std::pair<std::size_t, std::size_t> row_range(const std::string& text) {
     return {first, dash == std::string::npos ? first : counted(text.substr(dash + 1))};
 }
 
-const CLI::Validator row_numbers(
-    [](std::string& text) {
-        const auto [first, last] = row_range(text);
-        return first >= 1 && last >= first
-                   ? std::string()
-                   : "\"" + text +
-                         "\" is not a row: rows are numbered from 1 as discover shows them; "
-                         "pass numbers or ranges such as 1,3,5-9";
-    },
-    "ROWS");
+CLI::Validator row_numbers() {
+    return {
+        [](std::string& text) {
+            const auto [first, last] = row_range(text);
+            return first >= 1 && last >= first
+                       ? std::string()
+                       : "\"" + text +
+                             "\" is not a row: rows are numbered from 1 as discover shows them; "
+                             "pass numbers or ranges such as 1,3,5-9";
+        },
+        "ROWS"};
+}
 
 CLI::Validator whole_number(std::size_t least, std::size_t most, const std::string& what) {
     return {[=](std::string& text) {
@@ -54,15 +56,17 @@ CLI::Validator whole_number(std::size_t least, std::size_t most, const std::stri
             "N"};
 }
 
-const CLI::Validator positive_seconds(
-    [](std::string& text) {
-        char* end = nullptr;
-        const double value = std::strtod(text.c_str(), &end);
-        return end != text.c_str() && *end == '\0' && value > 0 && value < 1e9
-                   ? std::string()
-                   : "\"" + text + "\" is not a time: pass seconds above 0, such as 60 or 0.5";
-    },
-    "SECONDS");
+CLI::Validator positive_seconds() {
+    return {[](std::string& text) {
+                char* end = nullptr;
+                const double value = std::strtod(text.c_str(), &end);
+                return end != text.c_str() && *end == '\0' && value > 0 && value < 1e9
+                           ? std::string()
+                           : "\"" + text +
+                                 "\" is not a time: pass seconds above 0, such as 60 or 0.5";
+            },
+            "SECONDS"};
+}
 
 }  // namespace
 
@@ -138,7 +142,7 @@ command_line command_line::parse(int argc, char** argv) {
                      "Discovery rows to watch, numbered as --from-row numbers them, "
                      "comma-separated, ranges as 2-5 (default: all)")
         ->delimiter(',')
-        ->check(row_numbers);
+        ->check(row_numbers());
     watch
         ->add_option("--copies", command.watch.copies,
                      "Sensors made from each picked row (and of each kind without discovery), "
@@ -149,11 +153,11 @@ command_line command_line::parse(int argc, char** argv) {
         ->add_option("--interval", interval,
                      "Seconds between two checks of a sensor (default: each kind's minimum "
                      "interval from the module's definition)")
-        ->check(positive_seconds);
+        ->check(positive_seconds());
     watch
         ->add_option("--duration", command.watch.duration,
                      "Stop after this many seconds (default: run until Ctrl-C or SIGTERM)")
-        ->check(positive_seconds);
+        ->check(positive_seconds());
     watch
         ->add_option("--threads", command.watch.threads,
                      "Host threads that run the checks; each sensor stays on one")

@@ -119,14 +119,14 @@ std::vector<std::string> live_view::header(const watch_tally& tally, double elap
     }
 
     std::vector<std::string> lines;
-    lines.push_back("sensor-host watch   " + clock_text(elapsed) + "   " +
-                    std::to_string(all.sensors) + " sensors   " + std::to_string(all.checks) +
-                    " checks (" + printed("%.1f", rate_) + "/s)   " +
-                    std::to_string(all.checks - all.succeeded) + " failed   " +
-                    std::to_string(all.throttled) + " throttled (429)");
-    lines.push_back("CPU " + printed("%.0f", cpu_percent_) + "% of a core   memory " +
-                    printed("%.1f", static_cast<double>(usage.resident_bytes) / 1048576.0) +
-                    " MiB" + (state.empty() ? "" : "   " + state));
+    lines.push_back(
+        "sensor-host watch  " + clock_text(elapsed) + "  " + std::to_string(all.sensors) +
+        " sensors  " + std::to_string(all.checks) + " checks  " + printed("%.1f", rate_) +
+        "/s  CPU " + printed("%.0f", cpu_percent_) + "%  " +
+        printed("%.1f", static_cast<double>(usage.resident_bytes) / 1048576.0) + " MiB");
+    lines.push_back(std::to_string(all.checks - all.succeeded) + " failed  " +
+                    std::to_string(all.throttled) + " throttled (429)" +
+                    (state.empty() ? "" : "  " + state));
     std::vector<std::pair<std::string, std::uint64_t>> failures(all.failures.begin(),
                                                                 all.failures.end());
     std::stable_sort(failures.begin(), failures.end(),
@@ -178,18 +178,24 @@ void live_view::draw(const watch_tally& tally, std::chrono::duration<double> ela
     std::stable_sort(order.begin(), order.end(),
                      [&](std::size_t a, std::size_t b) { return rank(a) < rank(b); });
 
+    // A narrow terminal leaves the kind out and cuts names shorter, to keep room for results.
+    const bool wide = width >= 110;
     std::size_t id_width = 2;
     std::size_t name_width = 8;
+    std::size_t kind_width = 4;
     for (const auto& sensor : sensors) {
         id_width = std::max(id_width, std::to_string(sensor.id).size());
-        name_width = std::min<std::size_t>(std::max(name_width, sensor.resource.size()), 28);
+        name_width = std::max(name_width, columns(sensor.resource));
+        kind_width = std::max(kind_width, columns(short_kind(sensor.kind)));
     }
+    name_width = std::min<std::size_t>(name_width, wide ? 28 : 20);
     auto row = [&](const std::string& id, const std::string& name, const std::string& kind,
                    const std::string& latency, const std::string& checks, const std::string& failed,
                    const std::string& result) {
         return fit(padded(id, id_width, true) + "  " + padded(name, name_width) + "  " +
-                       padded(kind, 17) + "  " + padded(latency, 9, true) + "  " +
-                       padded(checks, 6, true) + "  " + padded(failed, 6, true) + "  " + result,
+                       (wide ? padded(kind, kind_width) + "  " : "") + padded(latency, 7, true) +
+                       "  " + padded(checks, 6, true) + "  " + padded(failed, 6, true) + "  " +
+                       result,
                    width);
     };
     lines.push_back(row("ID", "RESOURCE", "KIND", "LATENCY", "CHECKS", "FAILED", "LAST RESULT"));

@@ -81,7 +81,8 @@ bool sensor_watch::choose_sensors(stop_signals& stops) {
                              joined(known));
         }
     }
-    for (const auto& [name, value] : watch_.assignments) {
+    for (const auto& assignment : watch_.assignments) {
+        const std::string& name = assignment.first;
         if (std::none_of(kinds.begin(), kinds.end(),
                          [&](const auto& kind) { return setup_.has_setting(kind, name); })) {
             throw host_error("--set " + name + ": none of the kinds watched (" + joined(kinds) +

@@ -1,6 +1,7 @@
 #include "host/watch_tally.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace zentrova::monitoring_modules::host {
@@ -11,7 +12,8 @@ double percentile(const std::vector<float>& sorted, double q) {
     if (sorted.empty()) {
         return 0;
     }
-    const auto rank = static_cast<std::size_t>(q * static_cast<double>(sorted.size() - 1) + 0.5);
+    const auto rank =
+        static_cast<std::size_t>(std::lround(q * static_cast<double>(sorted.size() - 1)));
     return sorted[rank];
 }
 

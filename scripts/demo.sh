@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The demo: the bundled emulator answers as Azure would, and the sensor host drives the module
 # through its exports as a probe does: both discoveries, a check of every sensor kind from the
-# discovered rows, and the cost sensor with every option on (checked twice, as a probe would).
+# discovered rows, the cost sensor with every option on (checked twice, as a probe would), and a
+# short watch of every discovered sensor.
 set -euo pipefail
 build=${1:-build}
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -66,6 +67,11 @@ for pass in 1 2; do
     --set show_budgets=enabled --set show_forecast=enabled --set show_most_expensive_service=enabled \
     --set most_expensive_service_grouping=servicename
 done
+
+echo
+echo "== Every discovered sensor as a probe runs it: each checked every 5 s for 20 s, then the summary"
+echo "   (a live view in a terminal, one JSON line per check otherwise)"
+run watch --credentials "$credentials" --interval 5 --duration 20 --sensor-id 31
 
 echo
 echo "== Done; the emulator stops and its temporary files go."

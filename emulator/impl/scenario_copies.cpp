@@ -62,9 +62,11 @@ std::vector<Resource> multiplied(const std::vector<Resource>& originals, std::si
         for (std::size_t copy = 2; copy <= copies; ++copy) {
             Resource r = copy_of(original, copy);
             if (!taken.insert(to_lower(r.id)).second) {
-                throw scenario_error(origin + ": copy " + std::to_string(copy) + " of " + what +
-                                     " \"" + original.name + "\" would be named \"" + r.name +
-                                     "\", which the scenario already has; rename one of them");
+                std::string message = origin;
+                message += ": copy " + std::to_string(copy) + " of " + what + " \"";
+                message += original.name + "\" would be named \"" + r.name;
+                message += "\", which the scenario already has; rename one of them";
+                throw scenario_error(message);
             }
             all.push_back(std::move(r));
         }

@@ -117,6 +117,9 @@ TEST(EmulatorScenario, ABadScenarioIsRefusedWithThePathAndTheProblemAndTheOldOne
          "$.subscriptions[0].billing_periods[0].start_date: expected a date written YYYY-MM-DD"},
         {R"({"faults": [{"route": "vm_lists", "status": 500}]})",
          "$.faults[0].route: unknown route"},
+        {R"({"copies": 2, "subscriptions": [{"id": "s", "virtual_machines": [
+            {"name": "v", "resource_group": "g"}, {"name": "v-2", "resource_group": "g"}]}]})",
+         "copy 2 of virtual machine \"v\" would be named \"v-2\", which the scenario already has"},
     };
     for (const auto& [scenario, expected] : cases) {
         try {
@@ -251,7 +254,7 @@ TEST_F(EmulatorRoutes, StopClosesOpenConnectionsAndCutsDelaysShort) {
 }
 
 // The realistic world, with its quotas replaced by `quotas` when given.
-emulator_options realistic(const char* quotas = nullptr) {
+emulator_options realistic(const char* quotas = nullptr, std::size_t copies = 0) {
     std::ifstream in(MICROSOFTAZURE_REALISTIC_SCENARIO);
     jsoncons::ojson scenario = jsoncons::ojson::parse(in);
     if (quotas != nullptr) {
@@ -259,12 +262,14 @@ emulator_options realistic(const char* quotas = nullptr) {
     }
     emulator_options options;
     options.scenario_json = scenario.to_string();
+    options.copies = copies;
     return options;
 }
 
 class RealisticWorld : public ::testing::Test {
 protected:
-    explicit RealisticWorld(const char* quotas = nullptr) : emu(realistic(quotas)) {
+    explicit RealisticWorld(const char* quotas = nullptr, std::size_t copies = 0)
+        : emu(realistic(quotas, copies)) {
         emu.set_quota_clock(0);
     }
     std::string get_header(const rest::response& r, const std::string& name) {
@@ -319,6 +324,54 @@ TEST_F(RealisticWorld, AnswersWithAzuresContentTypesAggregationsPagesAndCostCell
     EXPECT_EQ(get_header(costs, "x-ms-ratelimit-microsoft.costmanagement-qpu-consumed"), "1");
     EXPECT_EQ(get_header(costs, "x-ms-ratelimit-microsoft.costmanagement-qpu-remaining"),
               "QueriesPer10Sec:11,QueriesPerMin:59,QueriesPerHour:599");
+}
+
+// Three copies of every machine and server, as sensor-host watch trials use them.
+class RealisticCopies : public RealisticWorld {
+protected:
+    RealisticCopies() : RealisticWorld(nullptr, 3) {}
+    std::vector<std::string> names(const std::string& path) {
+        const auto answer = azure.get(path, token);
+        EXPECT_EQ(answer.status_code, 200) << path << "\n" << answer.body;
+        std::vector<std::string> found;
+        const auto body = json::parse(answer.body);
+        for (const auto& item : body["value"].array_range()) {
+            found.push_back(item["name"].as<std::string>());
+        }
+        next = body.contains("nextLink")
+                   ? body["nextLink"].as<std::string>().substr(emu.base_url().size())
+                   : "";
+        return found;
+    }
+    std::string next;
+};
+
+TEST_F(RealisticCopies, ListCopiesBesideTheirOriginalAndPageThemTogether) {
+    // The first page of three machines becomes their nine copies; the fourth stays beyond it.
+    EXPECT_EQ(names(sub + "/providers/Microsoft.Compute/virtualMachines?api-version=2019-12-01"),
+              (std::vector<std::string>{"vm-web-01", "vm-web-01-2", "vm-web-01-3", "vm-app-01",
+                                        "vm-app-01-2", "vm-app-01-3", "vm-batch-01",
+                                        "vm-batch-01-2", "vm-batch-01-3"}));
+    EXPECT_EQ(names(next), (std::vector<std::string>{"vm-ops-01", "vm-ops-01-2", "vm-ops-01-3"}));
+    EXPECT_EQ(azure
+                  .get(sub + "/resourceGroups/rg-web/providers/Microsoft.Compute/virtualMachines/"
+                             "vm-app-01-3/instanceView?api-version=2020-06-01",
+                       token)
+                  .status_code,
+              200);
+    EXPECT_EQ(names(sub + "/providers/Microsoft.Sql/servers?api-version=2014-04-01").size(), 6U);
+    // A copied server has its own pools and databases, which still page three at a time.
+    const std::string server =
+        sub + "/resourceGroups/rg-data/providers/Microsoft.Sql/servers/sql-pools-3";
+    EXPECT_EQ(names(server + "/databases?api-version=2020-02-02-preview"),
+              (std::vector<std::string>{"master", "db-orders", "db-invoices"}));
+    EXPECT_FALSE(next.empty());
+    EXPECT_EQ(azure
+                  .get(server + "/elasticPools/pool-dtu/providers/microsoft.insights/metrics?"
+                                "api-version=2018-01-01&metricnames=cpu_percent",
+                       token)
+                  .status_code,
+              200);
 }
 
 // Tenant- and entity-scoped request windows, and reads past their bucket.
