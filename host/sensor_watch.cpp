@@ -63,22 +63,30 @@ sensor_watch::~sensor_watch() = default;
 void sensor_watch::run(stop_signals& stops) {
     tokens_at_start_ = emulator_counters::token_requests();
     started_ = watch_schedule::clock::now();
-    if (choose_sensors(stops) && create_sensors(stops)) {
-        watch_sensors(stops);
+    try {
+        if (choose_sensors(stops) && create_sensors(stops)) {
+            watch_sensors(stops);
+        }
+    } catch (...) {
+        destroy_sensors();  // the module keeps no sensor of a watch that failed
+        throw;
     }
     destroy_sensors();
     elapsed_seconds_ =
         std::chrono::duration<double>(watch_schedule::clock::now() - started_).count();
 }
 
-bool sensor_watch::choose_sensors(stop_signals& stops) {
+std::vector<std::string> sensor_watch::picked_kinds() const {
     const auto known = documents_.sensor_kinds();
-    auto kinds = watch_.kinds.empty() ? known : watch_.kinds;
-    for (const auto& kind : kinds) {
+    std::vector<std::string> kinds;
+    for (const auto& kind : watch_.kinds.empty() ? known : watch_.kinds) {
         if (std::find(known.begin(), known.end(), kind) == known.end()) {
             throw host_error("\"" + kind +
                              "\" is not a sensor kind of this module; pass --kinds with some of: " +
                              joined(known));
+        }
+        if (std::find(kinds.begin(), kinds.end(), kind) == kinds.end()) {
+            kinds.push_back(kind);
         }
     }
     for (const auto& assignment : watch_.assignments) {
@@ -89,65 +97,79 @@ bool sensor_watch::choose_sensors(stop_signals& stops) {
                              ") has that setting; sensor-host info lists them");
         }
     }
+    return kinds;
+}
+
+std::vector<discovered_row> sensor_watch::discover(const std::string& kind,
+                                                   const std::string& metascan, int scan_id) {
+    err_ << "Discovering " << metascan << " for " << kind << "\n";
+    auto outcome =
+        discovery_scan(module_, credentials_, !host_.log_dir.empty()).run(metascan, scan_id, err_);
+    if (!outcome.succeeded()) {
+        throw host_error("Discovery of " + metascan + " failed (" +
+                         (outcome.has_result
+                              ? "response code " + std::to_string(outcome.response_code) + ": " +
+                                    documents_.resolve(outcome.message)
+                              : "ExecuteMetaScan answered " + std::to_string(outcome.code) + ": " +
+                                    module_library::answer_meaning(outcome.code)) +
+                         "). Check the credentials and the application's roles, or leave " + kind +
+                         " out of --kinds");
+    }
     auto state = host_state::load(host_.state_path);
-    const discovery_scan scan(module_, credentials_, !host_.log_dir.empty());
-    int next_id = host_.sensor_id;
-    for (const auto& kind : kinds) {
-        std::map<std::string, std::string> assignments;
-        for (const auto& [name, value] : watch_.assignments) {
-            if (setup_.has_setting(kind, name)) {
-                assignments[name] = value;
-            }
+    state.discoveries[metascan] = outcome.rows;  // so that check --from-row N means row N here
+    state.save(host_.state_path);
+    for (const std::size_t row : watch_.rows) {
+        if (row == 0 || row > outcome.rows.size()) {
+            const auto found = std::to_string(outcome.rows.size());
+            std::string message = "There is no row " + std::to_string(row) + " of " + metascan;
+            message += ": it found " + found + " rows";
+            message += outcome.rows.empty() ? "; leave " + kind + " out of --kinds"
+                                            : "; pass --rows from 1 to " + found;
+            throw host_error(message);
         }
-        auto add = [&](const std::string& resource, const discovered_row* row) {
-            for (std::size_t copy = 0; copy < watch_.copies; ++copy) {
-                sensor_state sensor;
-                sensor.kind = kind;
-                setup_.gather_settings(sensor, row, assignments);
-                sensors_.push_back({next_id++, kind, resource});
-                states_.push_back(std::move(sensor));
-            }
-        };
-        const auto first = documents_.first_meta_step(kind);
-        if (!first) {
-            add(credentials_.subscription_id, nullptr);
+    }
+    if (outcome.rows.empty()) {
+        err_ << metascan << " found nothing to watch for " << kind << "\n";
+    }
+    return std::move(outcome.rows);
+}
+
+void sensor_watch::add_sensors(const std::string& kind, const std::string& resource,
+                               const discovered_row* row) {
+    std::map<std::string, std::string> assignments;  // the --set options this kind has
+    for (const auto& [name, value] : watch_.assignments) {
+        if (setup_.has_setting(kind, name)) {
+            assignments[name] = value;
+        }
+    }
+    for (std::size_t copy = 0; copy < watch_.copies; ++copy) {
+        sensor_state sensor;
+        sensor.kind = kind;
+        setup_.gather_settings(sensor, row, assignments);
+        const int id = host_.sensor_id + static_cast<int>(sensors_.size());
+        sensors_.push_back({id, kind, resource});
+        states_.push_back(std::move(sensor));
+    }
+}
+
+bool sensor_watch::choose_sensors(stop_signals& stops) {
+    const auto kinds = picked_kinds();
+    for (const auto& kind : kinds) {
+        const auto metascan = documents_.first_meta_step(kind);
+        if (!metascan) {
+            add_sensors(kind, credentials_.subscription_id, nullptr);  // the subscription's own
             continue;
         }
-        err_ << "Discovering " << *first << " for " << kind << "\n";
-        const auto outcome = scan.run(*first, next_id, err_);
-        if (!outcome.succeeded()) {
-            throw host_error("Discovery of " + *first + " failed (" +
-                             (outcome.has_result
-                                  ? "response code " + std::to_string(outcome.response_code) +
-                                        ": " + documents_.resolve(outcome.message)
-                                  : "ExecuteMetaScan answered " + std::to_string(outcome.code) +
-                                        ": " + module_library::answer_meaning(outcome.code)) +
-                             "). Check the credentials and the application's roles, or leave " +
-                             kind + " out of --kinds");
-        }
-        state.discoveries[*first] = outcome.rows;
-        state.save(host_.state_path);
+        const auto rows =
+            discover(kind, *metascan, host_.sensor_id + static_cast<int>(sensors_.size()));
         if (stops.arrived()) {
             ending_ = std::string("stopped by ") + stops.name() + " during discovery";
             return false;
         }
-        const auto& rows = outcome.rows;
-        for (const std::size_t row : watch_.rows) {
-            if (row == 0 || row > rows.size()) {
-                throw host_error("There is no row " + std::to_string(row) + " of " + *first +
-                                 ": it found " + std::to_string(rows.size()) + " rows" +
-                                 (rows.empty()
-                                      ? "; leave " + kind + " out of --kinds"
-                                      : "; pass --rows from 1 to " + std::to_string(rows.size())));
-            }
-        }
-        if (rows.empty()) {
-            err_ << *first << " found nothing to watch for " << kind << "\n";
-        }
         for (std::size_t row = 1; row <= rows.size(); ++row) {
             if (watch_.rows.empty() ||
                 std::find(watch_.rows.begin(), watch_.rows.end(), row) != watch_.rows.end()) {
-                add(rows[row - 1].display, &rows[row - 1]);
+                add_sensors(kind, rows[row - 1].display, &rows[row - 1]);
             }
         }
     }
@@ -169,7 +191,6 @@ bool sensor_watch::create_sensors(stop_signals& stops) {
         const int code = setup_.create(sensors_[created_].id, states_[created_], messages);
         if (code != 0) {
             const auto& sensor = sensors_[created_];
-            destroy_sensors();
             throw host_error("CreateSensorInstance answered " + std::to_string(code) + " for " +
                              sensor.kind + " " + std::to_string(sensor.id) + " (" +
                              sensor.resource + "): " + module_library::answer_meaning(code) +

@@ -44,6 +44,16 @@ public:
     int summarize();
 
 private:
+    // The --kinds, checked against the module's, each once; every --set must fit one of them.
+    std::vector<std::string> picked_kinds() const;
+    // The rows of a meta scan, kept in the state file; throws host_error when it fails or lacks
+    // a row of --rows.
+    std::vector<discovered_row> discover(const std::string& kind, const std::string& metascan,
+                                         int scan_id);
+    // --copies sensors of the kind for one resource (a row, or the subscription without one).
+    void add_sensors(const std::string& kind, const std::string& resource,
+                     const discovered_row* row);
+    // False when a stop signal came first.
     bool choose_sensors(stop_signals& stops);
     bool create_sensors(stop_signals& stops);
     void watch_sensors(stop_signals& stops);
