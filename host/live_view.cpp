@@ -218,7 +218,11 @@ void live_view::draw(const watch_tally& tally, std::chrono::duration<double> ela
     }
 
     lines.resize(std::min(lines.size(), size.rows > 1 ? size.rows - 1 : 1));
-    out_ << (drawn_ ? "\033[H" : "\033[?25l\033[H\033[2J");
+    if (!drawn_) {
+        // The lines on screen scroll up into the terminal's history rather than being wiped.
+        out_ << "\033[?25l" << std::string(size.rows, '\n');
+    }
+    out_ << "\033[H";
     for (const auto& line : lines) {
         out_ << line << "\033[K\r\n";
     }
