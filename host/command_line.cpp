@@ -179,10 +179,7 @@ command_line command_line::parse(int argc, char** argv) {
                                         : action::watch;
     command.watch.kinds = kinds;
     for (const auto& text : rows) {
-        const auto [first, last] = row_range(text);
-        for (std::size_t row = first; row <= last; ++row) {
-            command.watch.rows.push_back(row);
-        }
+        command.watch.rows.push_back(row_range(text));
     }
     if (interval > 0) {
         command.watch.interval = interval;

@@ -118,10 +118,10 @@ std::vector<discovered_row> sensor_watch::discover(const std::string& kind,
     auto state = host_state::load(host_.state_path);
     state.discoveries[metascan] = outcome.rows;  // so that check --from-row N means row N here
     state.save(host_.state_path);
-    for (const std::size_t row : watch_.rows) {
-        if (row == 0 || row > outcome.rows.size()) {
+    for (const auto& [first, last] : watch_.rows) {
+        if (last > outcome.rows.size()) {
             const auto found = std::to_string(outcome.rows.size());
-            std::string message = "There is no row " + std::to_string(row) + " of " + metascan;
+            std::string message = "There is no row " + std::to_string(last) + " of " + metascan;
             message += ": it found " + found + " rows";
             message += outcome.rows.empty() ? "; leave " + kind + " out of --kinds"
                                             : "; pass --rows from 1 to " + found;
@@ -168,7 +168,9 @@ bool sensor_watch::choose_sensors(stop_signals& stops) {
         }
         for (std::size_t row = 1; row <= rows.size(); ++row) {
             if (watch_.rows.empty() ||
-                std::find(watch_.rows.begin(), watch_.rows.end(), row) != watch_.rows.end()) {
+                std::any_of(watch_.rows.begin(), watch_.rows.end(), [row](const auto& range) {
+                    return range.first <= row && row <= range.second;
+                })) {
                 add_sensors(kind, rows[row - 1].display, &rows[row - 1]);
             }
         }
