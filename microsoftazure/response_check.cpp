@@ -54,8 +54,7 @@ std::string next_link(const rest::response& answer, const json::parser_interface
     for (const char* path : {"/nextLink", "/properties/nextLink"}) {
         try {
             return body.get_string(path);
-        } catch (const json::exceptions::exception&) {
-            // not there, null or empty: no further page announced at this place
+        } catch (const json::exceptions::exception&) {  // not there, null or empty
         }
     }
     return {};
