@@ -40,7 +40,7 @@ std::string throttling_headers(const rest::header_map& headers) {
     }
     std::string text;
     for (const auto& [name, value] : found) {
-        text += (text.empty() ? "" : "; ") + name + ": " + value;
+        text.append(text.empty() ? "" : "; ").append(name).append(": ").append(value);
     }
     return text;
 }

@@ -12,6 +12,7 @@ packages=(
   libcli11-dev
   clang-14 libclang-rt-14-dev
   ccache
+  file gdb
 )
 # Callers that need more (scripts/install-windows-deps.sh) name their packages as arguments.
 packages+=("$@")
