@@ -4,19 +4,9 @@
 # emulator, point the shell at it, discover and check a machine, and stop the emulator.
 #   getting_started_test.sh SOURCE_DIR BUILD_DIR
 set -euo pipefail
-source_dir=$(cd "$1" && pwd)
-build=$(cd "$2" && pwd)
-work=$(mktemp -d)
-AZURE_EMULATOR_PID=""
-cleanup() {
-  if [ -n "$AZURE_EMULATOR_PID" ]; then kill "$AZURE_EMULATOR_PID" 2>/dev/null || true; fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-fail() {
-  echo "getting-started test: $*" >&2
-  exit 1
-}
+test_name="getting-started test"
+# shellcheck source=tests/deploy/scratch.sh
+. "$(dirname "$0")/scratch.sh" "$@"
 
 commands=$(awk '/^## Running it by hand/ { section = 1 }
                 section && /^```sh/ { block = 1; next }

@@ -4,22 +4,12 @@
 # installed sensor host must load the installed module and framework, never the build tree's.
 #   package_test.sh SOURCE_DIR BUILD_DIR VERSION
 set -euo pipefail
-source_dir=$(cd "$1" && pwd)
-build=$(cd "$2" && pwd)
+test_name="package test"
+# shellcheck source=tests/deploy/scratch.sh
+. "$(dirname "$0")/scratch.sh" "$@"
 version=$3
-work=$(mktemp -d)
 root=$work/root
 prefix=$root/opt/microsoftazure
-AZURE_EMULATOR_PID=""
-cleanup() {
-  if [ -n "$AZURE_EMULATOR_PID" ]; then kill "$AZURE_EMULATOR_PID" 2>/dev/null || true; fi
-  rm -rf "$work"
-}
-trap cleanup EXIT
-fail() {
-  echo "package test: $*" >&2
-  exit 1
-}
 
 "$source_dir/scripts/package.sh" "$build" "$work/packages" >/dev/null
 cd "$work/packages"
