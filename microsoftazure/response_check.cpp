@@ -96,10 +96,9 @@ void log_answer(const rest::response& answer, const std::string& label,
               "Azure throttled the request (429 Too Many Requests); " +
                   (headers.empty() ? std::string("it sent no Retry-After or quota header")
                                    : framework::logging::clipped_for_log(headers, 1024)) +
-                  ". Nothing is retried: the next check or discovery asks again. If this recurs, "
-                  "lengthen "
-                  "the sensors' intervals or spread them (docs/azure-in-practice.md, \"Quotas "
-                  "and 429\").");
+                  ". Nothing is retried: the next check or discovery asks again. If this "
+                  "recurs, lengthen the sensors' intervals or spread them "
+                  "(docs/azure-in-practice.md, \"Quotas and 429\").");
 }
 
 void log_unread_pages(const rest::response& answer, const json::parser_interface& body,
