@@ -168,7 +168,7 @@ TEST_F(LogDirectory, WhatIsNotTheModulesOwnFileIsRefusedAndTheSensorRunsWithoutI
         auto opening = std::async(std::launch::async, [&] {
             return sensor_log::from_environment(report)->open(sensor_id, true);
         });
-        if (opening.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+        if (opening.wait_for(std::chrono::seconds(10)) != std::future_status::ready) {
             ADD_FAILURE() << "the sensor's creation waits on " << planted.what;
 #ifndef _WIN32
             // A reader lets the writer stuck on the FIFO go, so that the test ends.
