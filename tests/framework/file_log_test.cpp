@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -8,10 +9,17 @@
 #include <functional>
 #include <future>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
-#ifndef _WIN32
+#ifdef _WIN32
+// windows.h first: aclapi.h and sddl.h rely on its declarations.
+#include <windows.h>
+
+#include <aclapi.h>
+#include <sddl.h>
+#else
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -313,6 +321,63 @@ TEST_F(LogDirectory, TwoProcessesSharingAFolderKeepEachOnesNewestLines) {
             << writer;
     }
     EXPECT_GE(kept.size(), 4096U - 200U);
+}
+#endif
+
+#ifdef _WIN32
+// A file's access list in text form, "D:(A;;FA;;;WD)…".
+std::string access_list(const std::filesystem::path& file) {
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    if (GetNamedSecurityInfoW(file.c_str(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
+                              nullptr, nullptr, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return "unreadable";
+    }
+    LPSTR text = nullptr;
+    ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1,
+                                                         DACL_SECURITY_INFORMATION, &text, nullptr);
+    std::string result = text != nullptr ? text : "unreadable";
+    LocalFree(text);
+    LocalFree(descriptor);
+    return result;
+}
+
+// A log file made first by someone else keeps no access list of theirs: creating a file with
+// the owner-only list does not change a file that is already there.
+TEST_F(LogDirectory, AnExistingFileGetsTheOwnersAccessListOnly) {
+    const auto name = dir_ / "sensor_8.log";
+    PSECURITY_DESCRIPTOR everyone = nullptr;
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorW(
+        L"D:(A;;FA;;;WD)", SDDL_REVISION_1, &everyone, nullptr));
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, everyone, FALSE};
+    const HANDLE made = CreateFileW(name.c_str(), GENERIC_WRITE, 0, &attributes, CREATE_NEW,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
+    LocalFree(everyone);
+    ASSERT_NE(made, INVALID_HANDLE_VALUE);
+    CloseHandle(made);
+    ASSERT_THAT(access_list(name), HasSubstr(";;;WD)"));
+
+    sensor_log::from_environment()->open(8, true)->write(info, "private");
+    EXPECT_THAT(read("sensor_8.log"), HasSubstr("private"));
+    EXPECT_THAT(access_list(name), ::testing::Not(HasSubstr(";;;WD)")));
+}
+
+// A file another account owns is refused. Under Wine only the host can make one (Wine reads the
+// owner from the Unix file); the suite's set-up does so when it runs as root.
+TEST(LogOwner, AnotherAccountsFileIsRefused) {
+    const std::filesystem::path folder = MICROSOFTAZURE_FOREIGN_LOG_DIR;
+    if (!std::filesystem::exists(folder / "sensor_9.log")) {
+        GTEST_SKIP() << "no file of another account in " << folder;
+    }
+    ::setenv("MICROSOFTAZURE_LOG_DIR", folder.string().c_str(), 1);
+    const auto report = std::make_shared<kept_lines>();
+    const auto log = sensor_log::from_environment(report)->open(9, true);
+    ::unsetenv("MICROSOFTAZURE_LOG_DIR");
+    EXPECT_FALSE(log->enabled());
+    ASSERT_EQ(report->lines.size(), 1U);
+    EXPECT_THAT(report->lines[0],
+                AllOf(HasSubstr("sensor_9.log is not used: "), HasSubstr("another account")));
+    std::ifstream planted(folder / "sensor_9.log");
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(planted), {}), "planted\n");
 }
 #endif
 
