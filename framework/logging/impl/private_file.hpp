@@ -49,6 +49,9 @@ public:
 
 private:
     std::intptr_t handle_;
+    // Which file it is (device and inode, or volume and file index), fixed once open.
+    std::uint64_t volume_ = 0;
+    std::uint64_t index_ = 0;
 };
 
 }  // namespace zentrova::monitoring_modules::framework::logging::impl

@@ -91,6 +91,8 @@ private_file::private_file(const std::string& path) : handle_(-1) {
         cannot_open(path, reason);
     }
     handle_ = fd;
+    volume_ = opened.st_dev;
+    index_ = opened.st_ino;
 }
 
 private_file::~private_file() {
@@ -118,9 +120,7 @@ std::uintmax_t private_file::size() const {
 
 bool private_file::is_named_by(const std::string& path) const {
     struct stat named {};
-    struct stat open {};
-    return ::lstat(path.c_str(), &named) == 0 && ::fstat(descriptor(handle_), &open) == 0 &&
-           named.st_dev == open.st_dev && named.st_ino == open.st_ino;
+    return ::lstat(path.c_str(), &named) == 0 && named.st_dev == volume_ && named.st_ino == index_;
 }
 
 void private_file::lock() {

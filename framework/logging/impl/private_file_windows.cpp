@@ -103,13 +103,10 @@ struct process_account {
 const char* const link_refusal = "it is a reparse point (a link), which a log file never follows";
 
 // Why the open file is no log of ours, or "" when it is one.
-std::string refusal(HANDLE file, const process_account& account) {
+std::string refusal(HANDLE file, const BY_HANDLE_FILE_INFORMATION& information,
+                    const process_account& account) {
     if (GetFileType(file) != FILE_TYPE_DISK) {
         return "it is not a file on disk (a device or a pipe)";
-    }
-    BY_HANDLE_FILE_INFORMATION information{};
-    if (!GetFileInformationByHandle(file, &information)) {
-        return "its attributes cannot be read";
     }
     if ((information.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0) {
         return link_refusal;
@@ -199,7 +196,11 @@ private_file::private_file(const std::string& path) : handle_(0) {
         cannot_open(path, system_message(code));
     }
     owned_handle owned(handle);
-    if (std::string reason = refusal(handle, account); !reason.empty()) {
+    BY_HANDLE_FILE_INFORMATION information{};
+    if (!GetFileInformationByHandle(handle, &information)) {
+        cannot_open(path, system_message(GetLastError()));
+    }
+    if (std::string reason = refusal(handle, information, account); !reason.empty()) {
         throw log_file_refused(path, reason);
     }
     // OPEN_ALWAYS gives an existing file no new access list: it gets the owner-only one here.
@@ -215,6 +216,8 @@ private_file::private_file(const std::string& path) : handle_(0) {
             path, "its access list cannot be reset to the owner's alone: " + system_message(reset));
     }
     handle_ = reinterpret_cast<std::intptr_t>(owned.release());
+    volume_ = information.dwVolumeSerialNumber;
+    index_ = (std::uint64_t{information.nFileIndexHigh} << 32U) | information.nFileIndexLow;
 }
 
 private_file::~private_file() {
@@ -248,17 +251,13 @@ bool private_file::is_named_by(const std::string& path) const {
     }
     const owned_handle named(handle);
     BY_HANDLE_FILE_INFORMATION that{};
-    BY_HANDLE_FILE_INFORMATION open{};
-    return GetFileInformationByHandle(handle, &that) &&
-           GetFileInformationByHandle(native(handle_), &open) &&
-           that.dwVolumeSerialNumber == open.dwVolumeSerialNumber &&
-           that.nFileIndexHigh == open.nFileIndexHigh && that.nFileIndexLow == open.nFileIndexLow;
+    return GetFileInformationByHandle(handle, &that) && that.dwVolumeSerialNumber == volume_ &&
+           ((std::uint64_t{that.nFileIndexHigh} << 32U) | that.nFileIndexLow) == index_;
 }
 
-bool private_file::try_lock() {
+void private_file::lock() {
     OVERLAPPED position = lock_position();
-    return LockFileEx(native(handle_), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
-                      &position) != FALSE;
+    LockFileEx(native(handle_), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &position);
 }
 
 void private_file::unlock() {
