@@ -48,8 +48,8 @@ protected:
         const std::string& client_id = "client-1") {
         return std::make_shared<rest::impl::azuread_provider_impl>(
             client_id, client_secret, tenant,
-            rest::impl::azuread_provider_options{emu.login_url(), rest::impl::clients_over(pool),
-                                                 tokens, token_timeout});
+            rest::impl::azuread_provider_options{emu.login_url(), token_clients, tokens,
+                                                 token_timeout});
     }
 
     // What `count` providers of the same credentials get when they ask at the same moment: each
@@ -96,6 +96,7 @@ protected:
     std::string other_resource = "https://localhost:" + std::to_string(emu.port());
     std::shared_ptr<rest::impl::connection_pool_interface> pool =
         rest::impl::make_connection_pool({emu.ca_file(), 32});
+    rest::rest_client_factory token_clients = rest::impl::clients_over(pool);
     std::uint32_t token_timeout = 30;
     std::shared_ptr<rest::impl::token_cache> tokens = std::make_shared<rest::impl::token_cache>();
 };
@@ -166,6 +167,42 @@ TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
     EXPECT_EQ(token_requests(), 2U);
 }
 
+// Each check waits for a token for its own time-out, whoever sent the request: that request
+// lasts until the latest deadline of the checks waiting for it. Behind a check with 2 s, against
+// an endpoint that answers in 3 s, a check with 8 s gets the token (and so does the first), and a
+// check with 1 s leaves at its own time-out. Still one token request.
+TEST_F(token_endpoint_test, each_check_waits_for_the_token_as_long_as_its_own_time_out) {
+    emulator::fault slow;
+    slow.route = "token";
+    slow.kind = emulator::fault_kind::delay;
+    slow.delay_ms = 3000;
+    emu.set_fault(slow);
+    std::promise<void> sending;
+    token_clients = [&, inner = token_clients](rest::rest_helper_settings settings) {
+        sending.set_value();  // made for the one token request, as it is about to go out
+        return inner(std::move(settings));
+    };
+    const auto ask = [this](std::uint32_t timeout) {
+        token_timeout = timeout;
+        return std::async(std::launch::async, [azure = provider(), this] {
+            try {
+                return authorization(*azure, resource + "/");
+            } catch (const rest::exceptions::authentication_failed& failure) {
+                return std::string(failure.what());
+            }
+        });
+    };
+    auto first = ask(2);
+    sending.get_future().wait();
+    auto longer = ask(8);
+    auto shorter = ask(1);
+    EXPECT_THAT(shorter.get(),
+                AllOf(HasSubstr("timed out for this check"), HasSubstr("time-out of 1 s")));
+    EXPECT_THAT(first.get(), ::testing::StartsWith("Bearer ey"));
+    EXPECT_THAT(longer.get(), ::testing::StartsWith("Bearer ey"));
+    EXPECT_EQ(token_requests(), 1U);
+}
+
 TEST_F(token_endpoint_test, the_token_authorizes_requests_over_the_shared_connection) {
     rest::rest_helper_settings settings;
     settings.base_url = emu.base_url();
@@ -199,12 +236,12 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
                                                        rest::impl::token_cache::secret_digest("s"),
                                                        "https://a"};
     EXPECT_THROW(cache.get(first, std::chrono::seconds(1),
-                           []() -> rest::impl::token_cache::fetched_token {
+                           [](const auto&) -> rest::impl::token_cache::fetched_token {
                                throw rest::exceptions::authentication_failed("no");
                            }),
                  rest::exceptions::authentication_failed);
     int fetches = 0;
-    const auto fetch = [&] {
+    const auto fetch = [&](const auto& /*deadline*/) {
         ++fetches;
         return rest::impl::token_cache::fetched_token{"t" + std::to_string(fetches),
                                                       std::chrono::seconds(60)};
@@ -214,9 +251,9 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
     // A token's life starts when its request went out: a fetch that took 10 s leaves 29 s of a
     // 60 s token after 21 s more, less than the margin.
     now += std::chrono::seconds(61);
-    const auto slow_fetch = [&] {
+    const auto slow_fetch = [&](const auto& deadline) {
         now += std::chrono::seconds(10);
-        return fetch();
+        return fetch(deadline);
     };
     EXPECT_EQ(cache.get(first, std::chrono::seconds(1), slow_fetch), "t2");
     now += std::chrono::seconds(21);
