@@ -52,28 +52,20 @@ protected:
                                                  token_timeout});
     }
 
-    // What `count` providers of the same credentials get when they ask at the same moment: each
-    // one's header, or its failure's text.
-    std::vector<std::string> ask_at_once(int count) {
-        std::promise<void> go;
-        const std::shared_future<void> start = go.get_future().share();
-        std::vector<std::future<std::string>> answers;
-        for (int thread = 0; thread < count; ++thread) {
-            answers.push_back(std::async(std::launch::async, [azure = provider(), start, this] {
+    // What a provider of the same credentials with `timeout` gets once `start` is ready: its
+    // header, or its failure's text.
+    std::future<std::string> ask(std::uint32_t timeout, std::shared_future<void> start = {}) {
+        token_timeout = timeout;
+        return std::async(std::launch::async, [azure = provider(), start, this] {
+            if (start.valid()) {
                 start.wait();
-                try {
-                    return authorization(*azure, resource + "/");
-                } catch (const rest::exceptions::authentication_failed& failure) {
-                    return std::string(failure.what());
-                }
-            }));
-        }
-        go.set_value();
-        std::vector<std::string> texts;
-        for (auto& answer : answers) {
-            texts.push_back(answer.get());
-        }
-        return texts;
+            }
+            try {
+                return authorization(*azure, resource + "/");
+            } catch (const rest::exceptions::authentication_failed& failure) {
+                return std::string(failure.what());
+            }
+        });
     }
 
     static std::string authorization(rest::authentication_provider_interface& source,
@@ -155,11 +147,18 @@ TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
     silent.kind = emulator::fault_kind::delay;
     silent.delay_ms = 4000;
     emu.set_fault(silent);
-    token_timeout = 1;
-    const auto failures = ask_at_once(4);
-    EXPECT_THAT(failures, ::testing::Each(AllOf(HasSubstr("Authentication failed: the token "
-                                                          "request to https://127.0.0.1:"),
-                                                HasSubstr("timed out"))));
+    std::promise<void> go;
+    const std::shared_future<void> at_once = go.get_future().share();
+    std::vector<std::future<std::string>> answers;
+    for (int sensor = 0; sensor < 4; ++sensor) {
+        answers.push_back(ask(1, at_once));
+    }
+    go.set_value();
+    for (auto& answer : answers) {
+        EXPECT_THAT(answer.get(), AllOf(HasSubstr("Authentication failed: the token request to "
+                                                  "https://127.0.0.1:"),
+                                        HasSubstr("timed out")));
+    }
     EXPECT_EQ(token_requests(), 1U);
     // A later request is no waiter of that fetch: it tries again.
     emu.clear_faults();
@@ -178,22 +177,13 @@ TEST_F(token_endpoint_test, each_check_waits_for_the_token_as_long_as_its_own_ti
     slow.delay_ms = 3000;
     emu.set_fault(slow);
     std::promise<void> sending;
+    auto sent = sending.get_future();
     token_clients = [&, inner = token_clients](rest::rest_helper_settings settings) {
         sending.set_value();  // made for the one token request, as it is about to go out
         return inner(std::move(settings));
     };
-    const auto ask = [this](std::uint32_t timeout) {
-        token_timeout = timeout;
-        return std::async(std::launch::async, [azure = provider(), this] {
-            try {
-                return authorization(*azure, resource + "/");
-            } catch (const rest::exceptions::authentication_failed& failure) {
-                return std::string(failure.what());
-            }
-        });
-    };
     auto first = ask(2);
-    sending.get_future().wait();
+    sent.wait();
     auto longer = ask(8);
     auto shorter = ask(1);
     EXPECT_THAT(shorter.get(),

@@ -158,9 +158,10 @@ TEST(endpoint_configuration, names_the_variable_that_is_wrong) {
     };
     for (const auto& variable : {"MICROSOFTAZURE_ARM_ENDPOINT", "MICROSOFTAZURE_LOGIN_ENDPOINT"}) {
         for (const auto& [value, reason] : cases) {
-            const std::string text = failure_text<rest::exceptions::invalid_url>([&] {
-                configuration_from({{variable, value}});
-            });
+            const std::string text =
+                failure_text<rest::exceptions::invalid_url>([&, &value = value] {
+                    configuration_from({{variable, value}});
+                });
             EXPECT_THAT(text, AllOf(HasSubstr(variable), HasSubstr(reason))) << value;
             EXPECT_EQ(text.find_first_of("\r\n\t\x7F"), std::string::npos) << value;
         }
