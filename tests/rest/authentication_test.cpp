@@ -6,6 +6,7 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "emulator/azure_emulator.hpp"
@@ -139,31 +140,35 @@ TEST_F(token_endpoint_test, providers_with_the_same_credentials_share_one_token)
     EXPECT_EQ(token_requests(), 4U);
 }
 
-// A silent token endpoint costs every sensor of the credentials one time-out together, not one
-// time-out each in turn: the waiters take the failure of the fetch they waited for.
+// A failing token endpoint costs every sensor of the credentials one failure together, not one
+// each in turn: the waiters take the failure of the fetch they waited for. A silent one costs
+// them one time-out; one that fails before their time-outs, its one answer.
 TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
-    emulator::fault silent;
-    silent.route = "token";
-    silent.kind = emulator::fault_kind::delay;
-    silent.delay_ms = 4000;
-    emu.set_fault(silent);
-    std::promise<void> go;
-    const std::shared_future<void> at_once = go.get_future().share();
-    std::vector<std::future<std::string>> answers;
-    for (int sensor = 0; sensor < 4; ++sensor) {
-        answers.push_back(ask(1, at_once));
+    const std::vector<std::tuple<std::string, std::uint32_t, std::string>> cases = {
+        {R"({"route": "token", "delay_ms": 4000})", 1, "the token request to https://127.0.0.1:"},
+        {R"({"route": "token", "status": 500, "delay_ms": 1000})", 10, "temporarily_unavailable"},
+    };
+    std::uint64_t expected_requests = 0;
+    for (const auto& [faults, timeout, failure] : cases) {
+        emu.set_faults_json(faults);
+        std::promise<void> go;
+        const std::shared_future<void> at_once = go.get_future().share();
+        std::vector<std::future<std::string>> answers;
+        for (int sensor = 0; sensor < 4; ++sensor) {
+            answers.push_back(ask(timeout, at_once));
+        }
+        go.set_value();
+        for (auto& answer : answers) {
+            EXPECT_THAT(answer.get(),
+                        AllOf(::testing::StartsWith("Authentication failed: "), HasSubstr(failure)))
+                << faults;
+        }
+        EXPECT_EQ(token_requests(), ++expected_requests) << faults;
     }
-    go.set_value();
-    for (auto& answer : answers) {
-        EXPECT_THAT(answer.get(), AllOf(HasSubstr("Authentication failed: the token request to "
-                                                  "https://127.0.0.1:"),
-                                        HasSubstr("timed out")));
-    }
-    EXPECT_EQ(token_requests(), 1U);
     // A later request is no waiter of that fetch: it tries again.
     emu.clear_faults();
     EXPECT_THAT(authorization(*provider(), resource + "/"), ::testing::StartsWith("Bearer ey"));
-    EXPECT_EQ(token_requests(), 2U);
+    EXPECT_EQ(token_requests(), 3U);
 }
 
 // Each check waits for a token for its own time-out, whoever sent the request: that request
@@ -171,11 +176,7 @@ TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
 // an endpoint that answers in 3 s, a check with 8 s gets the token (and so does the first), and a
 // check with 1 s leaves at its own time-out. Still one token request.
 TEST_F(token_endpoint_test, each_check_waits_for_the_token_as_long_as_its_own_time_out) {
-    emulator::fault slow;
-    slow.route = "token";
-    slow.kind = emulator::fault_kind::delay;
-    slow.delay_ms = 3000;
-    emu.set_fault(slow);
+    emu.set_faults_json(R"({"route": "token", "delay_ms": 3000})");
     std::promise<void> sending;
     auto sent = sending.get_future();
     token_clients = [&, inner = token_clients](rest::rest_helper_settings settings) {
