@@ -55,7 +55,8 @@ protected:
 
     // What a provider of the same credentials with `timeout` gets once `start` is ready: its
     // header, or its failure's text.
-    std::future<std::string> ask(std::uint32_t timeout, std::shared_future<void> start = {}) {
+    std::future<std::string> ask(std::uint32_t timeout,
+                                 const std::shared_future<void>& start = {}) {
         token_timeout = timeout;
         return std::async(std::launch::async, [azure = provider(), start, this] {
             if (start.valid()) {
@@ -153,9 +154,9 @@ TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
         emu.set_faults_json(faults);
         std::promise<void> go;
         const std::shared_future<void> at_once = go.get_future().share();
-        std::vector<std::future<std::string>> answers;
-        for (int sensor = 0; sensor < 4; ++sensor) {
-            answers.push_back(ask(timeout, at_once));
+        std::vector<std::future<std::string>> answers(4);
+        for (auto& answer : answers) {
+            answer = ask(timeout, at_once);
         }
         go.set_value();
         for (auto& answer : answers) {
