@@ -146,7 +146,7 @@ TEST_F(token_endpoint_test, providers_with_the_same_credentials_share_one_token)
 // them one time-out; one that fails before their time-outs, its one answer.
 TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
     const std::vector<std::tuple<std::string, std::uint32_t, std::string>> cases = {
-        {R"({"route": "token", "delay_ms": 4000})", 1, "the token request to https://127.0.0.1:"},
+        {R"({"route": "token", "delay_ms": 4000})", 2, "the token request to https://127.0.0.1:"},
         {R"({"route": "token", "status": 500, "delay_ms": 1000})", 10, "temporarily_unavailable"},
     };
     std::uint64_t expected_requests = 0;
