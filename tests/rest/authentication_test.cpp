@@ -195,18 +195,6 @@ TEST_F(token_endpoint_test, each_check_waits_for_the_token_as_long_as_its_own_ti
     EXPECT_EQ(token_requests(), 1U);
 }
 
-TEST_F(token_endpoint_test, the_token_authorizes_requests_over_the_shared_connection) {
-    rest::rest_helper_settings settings;
-    settings.base_url = emu.base_url();
-    settings.authentication_provider = provider();
-    auto client = rest::impl::clients_over(pool)(settings);
-    const std::string path = "subscriptions/subscription-1/locations?api-version=2020-01-01";
-    EXPECT_EQ(client->send_request_path(path, {}).status_code, 200);
-    EXPECT_EQ(client->send_request_path(path, {}).status_code, 200);
-    EXPECT_EQ(token_requests(), 1U);
-    EXPECT_EQ(emu.counters().connections_accepted, 1U);
-}
-
 TEST_F(token_endpoint_test, the_secret_never_reaches_an_error_text) {
     // Endpoints that echo the form, or the secret itself, in their error description.
     for (const std::string& echoed :
