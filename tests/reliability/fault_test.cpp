@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,10 @@ struct fault_case {
     std::string timeout = "60";
     std::string logged{};  // what else the log must hold
 };
+
+void PrintTo(const fault_case& fault, std::ostream* out) {
+    *out << fault.name;
+}
 
 std::string replaced(std::string text, const std::string& route) {
     const auto at = text.find("{route}");
