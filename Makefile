@@ -7,7 +7,7 @@ CMAKE_FLAGS ?=
 export CCACHE_BASEDIR := $(CURDIR)
 LAUNCHER = $(if $(shell command -v ccache 2>/dev/null),-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 
-.PHONY: all deps configure build test demo bench format clean test-asan test-tsan fuzz soak mutants
+.PHONY: all deps configure build test demo bench format clean test-asan test-tsan fuzz soak mutants package
 
 all: build
 
@@ -28,6 +28,11 @@ demo: build
 
 bench: build
 	@./scripts/bench.sh $(BUILD_DIR)
+
+# The Debian packages (README, "Deploying") in $(BUILD_DIR)/packages/: only what they hold is built.
+package: configure
+	@cmake --build $(BUILD_DIR) --target MicrosoftAzure TikoHelper sensor-host azure-emulator -j $(JOBS)
+	@./scripts/package.sh $(BUILD_DIR)
 
 format:
 	@git ls-files '*.hpp' '*.cpp' '*.h' | xargs clang-format -i
@@ -88,14 +93,22 @@ mutants:
 # cross-built with mingw-w64 in their own directory, and the Windows suite run under Wine.
 WINDOWS_DIR ?= build-windows
 
-.PHONY: windows test-windows
+.PHONY: windows test-windows windows-configure package-windows
 
-windows:
+windows-configure:
 	@./scripts/install-windows-deps.sh
 	@cmake -S . -B $(WINDOWS_DIR) -DCMAKE_TOOLCHAIN_FILE=cmake/toolchain-mingw64.cmake \
 		-DCMAKE_BUILD_TYPE=Release -DMICROSOFTAZURE_WERROR=ON $(LAUNCHER) \
 		-DMICROSOFTAZURE_NATIVE_BUILD_DIR=$(abspath $(BUILD_DIR)) >/dev/null
+
+windows: windows-configure
 	@cmake --build $(WINDOWS_DIR) -j $(JOBS)
+
+# The Windows zip of the two DLLs, sensor-host.exe and the documents, and the zip of their
+# symbols, in $(WINDOWS_DIR)/packages/ (README, "Deploying"); only what they hold is built.
+package-windows: windows-configure
+	@cmake --build $(WINDOWS_DIR) --target MicrosoftAzure TikoHelper sensor-host -j $(JOBS)
+	@./scripts/package-windows.sh $(WINDOWS_DIR)
 
 # The servers the Windows tests talk to run natively, from the Linux build.
 test-windows: windows configure

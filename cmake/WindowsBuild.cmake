@@ -2,8 +2,8 @@
 # CMakeLists.txt when WIN32, in place of the host's packages (libcurl, OpenSSL, jsoncons' CMake
 # package, GoogleTest), none of which exist for mingw.
 
-# The emulator, the sensor host command and the benchmarks stay on Linux; the Windows test suite
-# is tests/windows, which reuses sources of the other test folders.
+# The emulator and the benchmarks stay on Linux; the Windows test suite is tests/windows, which
+# reuses sources of the other test folders.
 set(MICROSOFTAZURE_LAYERS "framework;json;rest;definition;settings;microsoftazure;module;host"
     CACHE STRING "Layers to build")
 set(MICROSOFTAZURE_TEST_LAYERS "windows" CACHE STRING "Test folders to build; empty builds all")
@@ -17,19 +17,21 @@ add_link_options(-static -static-libgcc -static-libstdc++)
 # roots.
 add_compile_definitions(_WIN32_WINNT=0x0603 WINVER=0x0603 UNICODE _UNICODE)
 
-# jsoncons is header-only. Its folder under /usr/include cannot be added as such (that would put
-# the host's C library headers in front of mingw's), so its two header trees are copied into the
-# build tree and only that copy is added.
-set(_jsoncons_copy ${CMAKE_BINARY_DIR}/third_party/include)
-foreach(_tree jsoncons jsoncons_ext)
+# jsoncons and CLI11 (sensor-host.exe's command line) are header-only. Their folder /usr/include
+# cannot be added as such (that would put the host's C library headers in front of mingw's), so
+# their header trees are copied into the build tree and only that copy is added.
+set(_header_copy ${CMAKE_BINARY_DIR}/third_party/include)
+foreach(_tree jsoncons jsoncons_ext CLI)
   if(NOT EXISTS /usr/include/${_tree})
-    message(FATAL_ERROR "/usr/include/${_tree} is missing: install libjsoncons-dev (scripts/install-deps.sh)")
+    message(FATAL_ERROR "/usr/include/${_tree} is missing: install libjsoncons-dev and libcli11-dev (scripts/install-deps.sh)")
   endif()
-  file(COPY /usr/include/${_tree} DESTINATION ${_jsoncons_copy})
+  file(COPY /usr/include/${_tree} DESTINATION ${_header_copy})
 endforeach()
-add_library(jsoncons INTERFACE IMPORTED GLOBAL)
-set_target_properties(jsoncons PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${_jsoncons_copy}
-                                          INTERFACE_SYSTEM_INCLUDE_DIRECTORIES ${_jsoncons_copy})
+foreach(_library jsoncons CLI11::CLI11)
+  add_library(${_library} INTERFACE IMPORTED GLOBAL)
+  set_target_properties(${_library} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES ${_header_copy}
+                                               INTERFACE_SYSTEM_INCLUDE_DIRECTORIES ${_header_copy})
+endforeach()
 
 # GoogleTest and GoogleMock built from Debian's sources with the cross compiler, without our
 # warning flags (they are not our code).

@@ -1,5 +1,5 @@
-// azure-emulator: the local Azure emulator as a command. Everything but the command line and
-// the signal handling lives in the library.
+// azure-emulator: the local Azure emulator as a command. Everything but the command line, the
+// signal handling and the start-up report (start_report) lives in the library.
 
 #include <pthread.h>
 
@@ -9,6 +9,7 @@
 #include <string>
 
 #include "emulator/azure_emulator.hpp"
+#include "emulator/start_report.hpp"
 
 namespace emulator = zentrova::monitoring_modules::emulator;
 
@@ -17,7 +18,7 @@ int main(int argc, char** argv) {
         "Local HTTPS emulator of the Azure AD and Azure Resource Manager requests of the "
         "MicrosoftAzure module. Runs until SIGINT or SIGTERM."};
     emulator::emulator_options options;
-    bool print_env = false;
+    emulator::start_report::choices report_choices;
     app.add_option("--scenario", options.scenario_file,
                    "scenario file (JSON, see docs/emulator.md); default: the bundled scenario");
     app.add_option("--copies", options.copies,
@@ -32,10 +33,20 @@ int main(int argc, char** argv) {
     app.add_option("--tls-dir", options.tls_directory,
                    "directory for ca.pem, server.pem and server.key; made when missing, files "
                    "already there are reused; default: a temporary directory removed on exit");
-    app.add_flag("--print-env", print_env,
+    app.add_flag("--print-env", report_choices.print_env,
                  "print export lines for MICROSOFTAZURE_ARM_ENDPOINT, _LOGIN_ENDPOINT and "
                  "_CA_BUNDLE on standard output, ready for eval");
+    app.add_option("--env-file", report_choices.env_file,
+                   "once listening, write the --print-env lines into this file, for `. FILE`; "
+                   "removed when the emulator stops");
+    app.add_flag("--background", report_choices.background,
+                 "return once listening, the emulator going on in the background; the lines "
+                 "printed then also set AZURE_EMULATOR_PID, the process to stop with kill");
     CLI11_PARSE(app, argc, argv);
+    emulator::start_report report(report_choices);
+    if (const auto foreground_exit = report.detach()) {
+        return *foreground_exit;
+    }
 
     // Every thread the emulator starts inherits this mask, so the two signals reach only the
     // sigwait below and the emulator can stop cleanly.
@@ -47,30 +58,21 @@ int main(int argc, char** argv) {
 
     try {
         emulator::azure_emulator server(options);
-        if (print_env) {
-            std::cout << "export MICROSOFTAZURE_ARM_ENDPOINT=" << server.base_url() << "\n"
-                      << "export MICROSOFTAZURE_LOGIN_ENDPOINT=" << server.login_url() << "\n"
-                      << "export MICROSOFTAZURE_CA_BUNDLE=" << server.ca_file() << std::endl;
-            std::cerr << "azure-emulator: listening on " << server.base_url() << "\n";
-        } else {
-            std::cout << "URL: " << server.base_url() << "\n"
-                      << "CA file: " << server.ca_file() << std::endl;
-        }
+        report.listening(server);
         int received = 0;
         sigwait(&stop_signals, &received);
         std::cerr << "azure-emulator: " << (received == SIGINT ? "SIGINT" : "SIGTERM")
                   << " received, stopping" << std::endl;
         server.stop();
+        report.stopped();
     } catch (const emulator::scenario_error& e) {
-        std::cerr << "azure-emulator: " << e.what() << std::endl;
-        return 2;
+        return report.failed(2, e.what());
     } catch (const std::exception& e) {
         std::string message = e.what();
         if (message.rfind("emulator: ", 0) == 0) {
             message.erase(0, 10);
         }
-        std::cerr << "azure-emulator: " << message << std::endl;
-        return 1;
+        return report.failed(1, message);
     }
     return 0;
 }

@@ -3,17 +3,10 @@
 #include <CLI/CLI.hpp>
 
 #include "host/host_error.hpp"
+#include "host/host_platform.hpp"
 
 namespace zentrova::monitoring_modules::host {
 namespace {
-
-std::string default_module_path(const char* argv0) {
-    // Beside the built command: <build>/bin/sensor-host and <build>/lib/libMicrosoftAzure.so.
-    const std::string self(argv0);
-    const auto slash = self.rfind('/');
-    const std::string dir = slash == std::string::npos ? "." : self.substr(0, slash);
-    return dir + "/../lib/libMicrosoftAzure.so";
-}
 
 // Decimal digits as a number; 0 for anything else (or more than nine digits), which no option
 // takes.

@@ -3,26 +3,37 @@
 #include <array>
 #include <chrono>
 #include <cmath>
-#include <ctime>
+#include <cstdio>
 #include <jsoncons/json.hpp>
 #include <string>
 
 namespace zentrova::monitoring_modules::host {
 namespace {
 
-// "2025-04-18T09:30:05.123Z"
+// "2025-04-18T09:30:05.123Z", from the days since 1970 by the proleptic Gregorian calendar
+// (no gmtime: it is not thread-safe everywhere, and the module's threads use the C library too).
 std::string iso_8601(std::chrono::system_clock::time_point time) {
-    const auto since_epoch = time.time_since_epoch();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(since_epoch);
+    using std::chrono::duration_cast;
     const auto milliseconds =
-        std::chrono::duration_cast<std::chrono::milliseconds>(since_epoch - seconds).count();
-    const std::time_t whole = seconds.count();
-    std::tm utc{};
-    ::gmtime_r(&whole, &utc);
-    std::array<char, 64> text{};
-    const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &utc);
-    const std::string fraction = std::to_string(1000 + milliseconds);  // "1042" for 42 ms
-    return std::string(text.data(), length) + "." + fraction.substr(1) + "Z";
+        duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
+    const long long days = (milliseconds >= 0 ? milliseconds : milliseconds - 86399999) / 86400000;
+    const long long of_day = milliseconds - days * 86400000;
+    const long long shifted = days + 719468;  // days since 0000-03-01
+    const long long era = (shifted >= 0 ? shifted : shifted - 146096) / 146097;
+    const long long day_of_era = shifted - era * 146097;
+    const long long year_of_era =
+        (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+    const long long day_of_year =
+        day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+    const long long month_index = (5 * day_of_year + 2) / 153;  // March is 0
+    const long long day = day_of_year - (153 * month_index + 2) / 5 + 1;
+    const long long month = month_index < 10 ? month_index + 3 : month_index - 9;
+    const long long year = year_of_era + era * 400 + (month <= 2 ? 1 : 0);
+    std::array<char, 48> text{};
+    std::snprintf(text.data(), text.size(), "%04lld-%02lld-%02lldT%02lld:%02lld:%02lld.%03lldZ",
+                  year, month, day, of_day / 3600000, of_day / 60000 % 60, of_day / 1000 % 60,
+                  of_day % 1000);
+    return text.data();
 }
 
 }  // namespace

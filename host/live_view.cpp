@@ -1,32 +1,16 @@
 #include "host/live_view.hpp"
 
-#include <sys/ioctl.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <numeric>
 
 #include "host/channel_formatter.hpp"
+#include "host/host_platform.hpp"
 #include "host/module_documents.hpp"
 
 namespace zentrova::monitoring_modules::host {
 namespace {
-
-struct terminal_size {
-    std::size_t columns = 80;
-    std::size_t rows = 24;
-};
-
-terminal_size size_of(int fd) {
-    winsize size{};
-    terminal_size result;
-    if (::ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0) {
-        result.columns = size.ws_col;
-        result.rows = size.ws_row;
-    }
-    return result;
-}
 
 bool continuation_byte(char c) {
     return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U;
@@ -91,11 +75,8 @@ std::string short_kind(const std::string& kind) {
 
 }  // namespace
 
-live_view::live_view(std::ostream& out, int terminal_fd, const module_documents& documents)
-    : out_(out),
-      terminal_fd_(terminal_fd),
-      documents_(documents),
-      last_usage_(process_usage::now()) {}
+live_view::live_view(std::ostream& out, const module_documents& documents)
+    : out_(out), documents_(documents), last_usage_(process_usage::now()) {}
 
 live_view::~live_view() {
     if (drawn_) {
@@ -163,7 +144,8 @@ std::string live_view::last_result(const sensor_tally& tally) const {
 
 void live_view::draw(const watch_tally& tally, std::chrono::duration<double> elapsed,
                      const std::string& state) {
-    const auto size = size_of(terminal_fd_);
+    // Output that stopped being a terminal keeps the usual size.
+    const auto size = output_terminal_size().value_or(terminal_size{});
     const std::size_t width = size.columns > 1 ? size.columns - 1 : 1;  // never the last column
     auto lines = header(tally, elapsed.count(), state, width);
     lines.emplace_back();

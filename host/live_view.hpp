@@ -18,7 +18,8 @@ class module_documents;
 // escapes and fits the terminal's size, read again every time.
 class live_view {
 public:
-    live_view(std::ostream& out, int terminal_fd, const module_documents& documents);
+    // `out` is standard output, a terminal (output_terminal_size).
+    live_view(std::ostream& out, const module_documents& documents);
     ~live_view();  // shows the cursor again
     live_view(const live_view&) = delete;
     live_view& operator=(const live_view&) = delete;
@@ -32,7 +33,6 @@ private:
     std::string last_result(const sensor_tally& tally) const;
 
     std::ostream& out_;
-    int terminal_fd_;
     const module_documents& documents_;
     bool drawn_ = false;
     double last_elapsed_ = 0;

@@ -1,17 +1,17 @@
 // sensor-host: runs the module's discoveries and checks from the command line, as a probe would.
-#include <unistd.h>
-
 #include <iostream>
 
 #include "host/command_line.hpp"
 #include "host/credentials_file.hpp"
 #include "host/host_error.hpp"
+#include "host/host_platform.hpp"
 #include "host/sensor_host.hpp"
 
 int main(int argc, char** argv) {
     using zentrova::monitoring_modules::host::command_line;
     using zentrova::monitoring_modules::host::credentials_file;
     using zentrova::monitoring_modules::host::host_error;
+    using zentrova::monitoring_modules::host::output_terminal_size;
     using zentrova::monitoring_modules::host::sensor_host;
 
     const auto command = command_line::parse(argc, argv);
@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
         if (options.format == "jsonl" && command.what != command_line::action::watch) {
             throw host_error("--format jsonl is for watch; pass table or json");
         }
-        options.terminal_fd = ::isatty(STDOUT_FILENO) != 0 ? STDOUT_FILENO : -1;
+        options.terminal = output_terminal_size().has_value();
         sensor_host host(options, std::cout, std::cerr);
         if (command.what == command_line::action::info) {
             return host.info();

@@ -10,7 +10,8 @@ struct process_usage {
     std::uint64_t resident_bytes = 0;
     std::uint64_t peak_resident_bytes = 0;
 
-    // From getrusage and /proc/self/statm (resident memory stays 0 where that is missing).
+    // From getrusage and /proc/self/statm on Linux, the process's times and working set on
+    // Windows (impl/); what cannot be read stays 0.
     static process_usage now();
     // The CPU time the calling thread has used so far.
     static double thread_cpu_seconds();

@@ -7,6 +7,7 @@
 
 #include "host/discovery_scan.hpp"
 #include "host/host_error.hpp"
+#include "host/host_platform.hpp"
 #include "host/host_state.hpp"
 #include "host/module_documents.hpp"
 #include "host/module_library.hpp"
@@ -37,7 +38,7 @@ sensor_host::~sensor_host() {
 
 void sensor_host::start() {
     if (!options_.log_dir.empty()) {
-        ::setenv("MICROSOFTAZURE_LOG_DIR", options_.log_dir.c_str(), 1);
+        set_environment_variable("MICROSOFTAZURE_LOG_DIR", options_.log_dir);
     }
     module_ = std::make_unique<module_library>(options_.module_path);
     const int code = module_->initialize();

@@ -24,7 +24,7 @@ struct host_options {
     std::string log_dir;           // sensor and module logs go here when set
     std::string state_path = "sensor-host-state.json";
     int sensor_id = 1;
-    int terminal_fd = -1;  // standard output's descriptor when it is a terminal (watch's view)
+    bool terminal = false;  // standard output is a terminal: watch shows its live view
 };
 
 // The reference host: loads the module, drives it through its exports as a probe does, keeps

@@ -51,10 +51,10 @@ sensor_watch::sensor_watch(module_library& module, const module_documents& docum
             "watch writes one JSON object a line; pass --format jsonl (or table for the live "
             "view)");
     }
-    if (host_.format == "jsonl" || host_.terminal_fd < 0) {
+    if (host_.format == "jsonl" || !host_.terminal) {
         jsonl_ = std::make_unique<jsonl_printer>(out_);
     } else {
-        live_ = std::make_unique<live_view>(out_, host_.terminal_fd, documents_);
+        live_ = std::make_unique<live_view>(out_, documents_);
     }
 }
 

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <chrono>
-#include <csignal>
+#include <memory>
 
 namespace zentrova::monitoring_modules::host {
 
-// SIGINT and SIGTERM as a request to stop, taken by the thread that asks for them: the two are
-// blocked in the constructing thread and so in every thread it starts afterwards (construct it
-// before any), and the previous mask comes back on destruction.
+// A request to stop from outside, taken by the thread that asks for it: SIGINT and SIGTERM on
+// Linux (blocked in the constructing thread and so in every thread it starts afterwards:
+// construct it before any; the previous mask comes back on destruction), Ctrl-C, Ctrl-Break and
+// the console's closing on Windows. The platform's part lives in impl/.
 class stop_signals {
 public:
     stop_signals();
@@ -15,16 +16,15 @@ public:
     stop_signals(const stop_signals&) = delete;
     stop_signals& operator=(const stop_signals&) = delete;
 
-    // Waits up to `timeout` for either signal; true once one has arrived (now or before).
+    // Waits up to `timeout` for a stop; true once one has arrived (now or before).
     bool wait(std::chrono::milliseconds timeout);
     bool arrived() { return wait(std::chrono::milliseconds(0)); }
-    // "SIGINT", "SIGTERM", or "" while none has arrived.
+    // "SIGINT", "SIGTERM", "Ctrl-C" ..., or "" while none has arrived.
     const char* name() const;
 
 private:
-    sigset_t stops_{};
-    sigset_t previous_{};
-    int received_ = 0;
+    struct state;
+    std::unique_ptr<state> state_;
 };
 
 }  // namespace zentrova::monitoring_modules::host

@@ -1,6 +1,5 @@
 #include "microsoftazure/discovery_rows.hpp"
 
-#include "framework/logging/log_text.hpp"
 #include "json/exceptions.hpp"
 #include "microsoftazure/response_check.hpp"
 
@@ -19,13 +18,12 @@ subscription_listing list_subscription(azure_client& client, const std::string& 
                                        const std::string& provider_tail,
                                        framework::logging::log_interface& log) {
     const auto answer = client.get("subscriptions/" + subscription_id + "/" + provider_tail);
-    if (log.enabled()) {
-        log.write(framework::logging::debug,
-                  "API response: " + framework::logging::clipped_for_log(answer.body));
-    }
+    log_answer(answer, "API response: ", log);
     check_status(answer);
     auto regions = region_table::read(client, subscription_id, log);
-    return {object_rows(*parse_json_response(answer), "/value"), std::move(regions)};
+    const auto listing = parse_json_response(answer);
+    log_unread_pages(answer, *listing, "API response: ", log);
+    return {object_rows(*listing, "/value"), std::move(regions)};
 }
 
 int row_progress(std::size_t index, std::size_t count) {

@@ -24,7 +24,7 @@ struct subscription_listing {
 
 // Lists the subscription's resources ("subscriptions/<id>/" + `provider_tail`), logging the
 // body as "API response: " and checking the status, then reads the region table, then parses
-// the listing. Only the first page is read; a "nextLink" is not followed.
+// the listing. Only the first page is read; a "nextLink" is logged, not followed.
 subscription_listing list_subscription(azure_client& client, const std::string& subscription_id,
                                        const std::string& provider_tail,
                                        framework::logging::log_interface& log);

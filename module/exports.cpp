@@ -82,10 +82,17 @@ MICROSOFTAZURE_API int InitializeModule(void* host_context, void* host_context_e
         return 0;
     } catch (const std::exception& e) {
         const std::string reason = std::string("InitializeModule failed: ") + e.what();
+        bool logged = false;
         try {
-            zentrova::monitoring_modules::framework::logging::runtime_log::from_environment()
-                ->write(zentrova::monitoring_modules::framework::logging::error, reason);
-        } catch (...) {
+            const auto log =
+                zentrova::monitoring_modules::framework::logging::runtime_log::from_environment();
+            if (log->enabled()) {
+                log->write(zentrova::monitoring_modules::framework::logging::error, reason);
+                logged = true;
+            }
+        } catch (...) {  // NOLINT(bugprone-empty-catch): told on standard error below
+        }
+        if (!logged) {
             // No usable log (often the very reason it failed): standard error is all that is left.
             std::fprintf(stderr, "MicrosoftAzure: %s\n", reason.c_str());
         }

@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "rest/authentication_provider_interface.hpp"
+#include "rest/request_deadline.hpp"
 
 namespace zentrova::monitoring_modules::rest {
 
@@ -22,6 +23,9 @@ struct request {
     header_map headers;  // sent after the client's default headers
     cookie_map cookies;  // sent after the client's default cookies
     std::string body;
+    // When set, the request ends by this deadline instead of within the client's time-out, and
+    // whoever shares it may move it later while the request runs.
+    std::shared_ptr<const request_deadline> deadline;
 };
 
 // The complete answer to one request.
@@ -49,7 +53,9 @@ struct rest_helper_settings {
     std::shared_ptr<authentication_provider_interface> authentication_provider;  // may be empty
     header_map default_headers;
     cookie_map default_cookies;
-    std::uint32_t timeout = 60;  // seconds to wait for a response; 0: zero_timeout_seconds
+    // Seconds a request may take from connecting to the last byte of its answer, every step
+    // included (unless the request brings a deadline of its own); 0: zero_timeout_seconds.
+    std::uint32_t timeout = 60;
 };
 
 // The largest answer body a client reads. A longer one fails the request before more than this

@@ -13,6 +13,7 @@ packages=(
   clang-14 libclang-rt-14-dev
   ccache
   tmux
+  file gdb
 )
 # Callers that need more (scripts/install-windows-deps.sh) name their packages as arguments.
 packages+=("$@")

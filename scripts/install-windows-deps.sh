@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the Windows cross-build and its tests need beside the Linux build's packages:
-# mingw-w64's POSIX-thread compilers, GoogleTest's sources (built with them) and Wine.
+# mingw-w64's POSIX-thread compilers, GoogleTest's sources (built with them), Wine, and zip for
+# the Windows package.
 # Idempotent: a machine that already has everything is left untouched.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -9,4 +10,5 @@ here=$(cd "$(dirname "$0")" && pwd)
 "$here/install-deps.sh" \
   g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 \
   googletest \
-  wine wine64
+  wine wine64 \
+  zip

@@ -16,8 +16,16 @@ std::shared_ptr<runtime_log> runtime_log::from_environment() {
     if (dir.empty()) {
         return std::make_shared<runtime_log>(nullptr);
     }
-    return std::make_shared<runtime_log>(std::make_shared<impl::file_log>(
-        (std::filesystem::path(dir) / "MicrosoftAzure.log").string()));
+    const std::string path = (std::filesystem::path(dir) / "MicrosoftAzure.log").string();
+    try {
+        return std::make_shared<runtime_log>(impl::file_log::open(path));
+    } catch (const impl::log_file_refused& refused) {
+        write_to_standard_error(
+            std::string(refused.what()) +
+            ". The module runs without its runtime log; remove what is there or "
+            "check who else writes to MICROSOFTAZURE_LOG_DIR.");
+        return std::make_shared<runtime_log>(nullptr);
+    }
 }
 
 }  // namespace zentrova::monitoring_modules::framework::logging

@@ -13,7 +13,9 @@ class TIKO_API runtime_log final : public log_interface {
 public:
     explicit runtime_log(std::shared_ptr<log_interface> target);
 
-    // MicrosoftAzure.log in MICROSOFTAZURE_LOG_DIR when that is set, nothing otherwise.
+    // MicrosoftAzure.log in MICROSOFTAZURE_LOG_DIR when that is set, nothing otherwise or when
+    // the name holds anything but the module's own file (said on standard error). Throws when
+    // the folder cannot be used.
     static std::shared_ptr<runtime_log> from_environment();
 
     void write(int level, const std::string& line) override { target_->write(level, line); }

@@ -10,19 +10,33 @@ namespace zentrova::monitoring_modules::framework::logging {
 
 sensor_log::sensor_log(opener open) : open_(std::move(open)) {}
 
-std::shared_ptr<sensor_log> sensor_log::from_environment() {
+std::shared_ptr<sensor_log> sensor_log::from_environment(
+    const std::shared_ptr<log_interface>& report) {
     const std::string dir = log_directory();
     if (dir.empty()) {
         return std::make_shared<sensor_log>(nullptr);
     }
     return std::make_shared<sensor_log>(
-        [dir](int sensor_id, bool enabled) -> std::shared_ptr<log_interface> {
+        [dir, report](int sensor_id, bool enabled) -> std::shared_ptr<log_interface> {
             if (!enabled) {
                 return nullptr;
             }
             const auto path =
                 std::filesystem::path(dir) / ("sensor_" + std::to_string(sensor_id) + ".log");
-            return std::make_shared<impl::file_log>(path.string());
+            try {
+                return impl::file_log::open(path.string());
+            } catch (const impl::log_file_refused& refused) {
+                const std::string line = std::string(refused.what()) + ". The sensor with id " +
+                                         std::to_string(sensor_id) +
+                                         " runs without it; remove what is there or check who "
+                                         "else writes to MICROSOFTAZURE_LOG_DIR.";
+                if (report && report->enabled()) {
+                    report->write(error, line);
+                } else {
+                    write_to_standard_error(line);
+                }
+                return nullptr;
+            }
         });
 }
 

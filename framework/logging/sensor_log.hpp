@@ -16,8 +16,11 @@ public:
     explicit sensor_log(opener open);
 
     // sensor_<id>.log in MICROSOFTAZURE_LOG_DIR for sensors whose logging is enabled;
-    // nothing for the others or when the variable is not set.
-    static std::shared_ptr<sensor_log> from_environment();
+    // nothing for the others or when the variable is not set. A name that holds anything but
+    // the module's own file is refused with a line in `report` (on standard error when that
+    // keeps nothing), and the sensor runs without its log.
+    static std::shared_ptr<sensor_log> from_environment(
+        const std::shared_ptr<log_interface>& report = nullptr);
 
     // Never null: a sensor without a log gets the shared do-nothing log.
     std::shared_ptr<log_interface> open(int sensor_id, bool enabled) const;

@@ -11,7 +11,9 @@ void register_runtime_log(const std::shared_ptr<service_container>& container) {
 }
 
 void register_sensor_log(const std::shared_ptr<service_container>& container) {
-    container->add_instance<logging::sensor_log>(logging::sensor_log::from_environment());
+    // Refused sensor log files are told in the runtime log, registered before.
+    container->add_instance<logging::sensor_log>(
+        logging::sensor_log::from_environment(container->find<logging::runtime_log>()));
 }
 
 }  // namespace zentrova::monitoring_modules::framework::module

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "json/exceptions.hpp"
 #include "microsoftazure/azure_monitor.hpp"
 
 namespace zentrova::monitoring_modules::microsoftazure {
@@ -117,6 +118,16 @@ void sql_database_sensor::read(scan_result& result) {
     read_metrics(result);
 }
 
+double sql_database_sensor::average_of(const monitor_metric& metric, const std::string& name) {
+    try {
+        return metric.data_points().front()->get_double("/average");
+    } catch (const json::exceptions::exception& e) {
+        // The failure's own text names only the field; the log must say whose it was.
+        log("Data empty for metric " + name + ": " + e.full_message(), framework::logging::error);
+        throw;
+    }
+}
+
 void sql_database_sensor::read_metrics(scan_result& result) {
     // No aggregation is asked for: each metric comes with the one Azure defines for it.
     const auto metrics = read_monitor_metrics(
@@ -126,7 +137,7 @@ void sql_database_sensor::read_metrics(scan_result& result) {
         const std::string name = metric.name();
         const std::string error_code = metric.error_code();
         // The first point counts: the oldest, should Azure answer more than one minute.
-        const double value = metric.data_points().front()->get_double("/average");
+        const double value = average_of(metric, name);
         if (metric_failed(name, error_code, log())) {
             continue;
         }

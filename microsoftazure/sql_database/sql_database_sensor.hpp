@@ -9,6 +9,8 @@
 
 namespace zentrova::monitoring_modules::microsoftazure {
 
+class monitor_metric;
+
 // Watches one Azure SQL database or elastic pool: the Azure Monitor metrics of its resource
 // type (single database or pool, DTU or vCore), one float channel per metric.
 class sql_database_sensor final : public azure_sensor_base<settings::sql_database_sensor> {
@@ -24,6 +26,8 @@ protected:
 
 private:
     void read_metrics(scan_result& result);
+    // The metric's first average; a failure to read it is logged with the metric's name.
+    double average_of(const monitor_metric& metric, const std::string& name);
 
     // The metric names of the sensor's resource type in channel-id order; empty for a type
     // this sensor does not know, which then declares and reports nothing.

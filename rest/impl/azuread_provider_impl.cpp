@@ -94,20 +94,24 @@ std::pair<std::string, std::string> azuread_provider_impl::get_authorization_hea
         // Scheme, host and a port that is not the scheme's default.
         resource = urls_.parse(url).rebuild(url_parts::scheme_only());
     }
-    // A fetch of another sensor is waited for as long as this one's own fetch could take.
-    const auto wait_limit = token_connect_timeout + std::chrono::seconds(timeout_seconds_);
-    const std::string token = tokens_->get({token_endpoint_, client_id(), secret_digest_, resource},
-                                           wait_limit, [&] { return fetch_token(resource); });
+    const std::string token =
+        tokens_->get({token_endpoint_, client_id(), secret_digest_, resource},
+                     std::chrono::seconds(timeout_seconds_),
+                     [&](const std::shared_ptr<const request_deadline>& deadline) {
+                         return fetch_token(resource, deadline);
+                     });
     return {"Authorization", "Bearer " + token};
 }
 
-token_cache::fetched_token azuread_provider_impl::fetch_token(const std::string& resource) const {
+token_cache::fetched_token azuread_provider_impl::fetch_token(
+    const std::string& resource, const std::shared_ptr<const request_deadline>& deadline) const {
     rest_helper_settings settings;
     settings.base_url = login_endpoint_;
-    settings.timeout = timeout_seconds_;
     const auto client = client_factory_(std::move(settings));
 
     request token_request;
+    // Not the client's time-out: the deadline that every check waiting for this token moves.
+    token_request.deadline = deadline;
     token_request.method = request_method::POST;
     token_request.headers.emplace("Content-Type", "application/x-www-form-urlencoded");
     const wipe_on_exit wipe_body{token_request.body};

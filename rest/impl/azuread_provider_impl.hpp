@@ -24,9 +24,9 @@ struct azuread_provider_options {
     rest_client_factory client_factory;
     // The process-wide cache. Empty: a cache of this provider alone.
     std::shared_ptr<token_cache> tokens;
-    // Seconds to wait for the token endpoint's answer (0: rest_helper_settings'
-    // zero_timeout_seconds); the sensor's own time-out, so that a silent endpoint costs a check
-    // no more than a silent Azure would.
+    // Seconds a request for a header waits for its token, its own token request or another's
+    // (0: rest_helper_settings' zero_timeout_seconds); the sensor's own time-out, so that a silent
+    // endpoint costs a check no more than a silent Azure would.
     std::uint32_t timeout_seconds = 30;
 };
 
@@ -43,7 +43,8 @@ public:
     std::pair<std::string, std::string> get_authorization_header(const std::string& url) override;
 
 private:
-    token_cache::fetched_token fetch_token(const std::string& resource) const;
+    token_cache::fetched_token fetch_token(
+        const std::string& resource, const std::shared_ptr<const request_deadline>& deadline) const;
 
     std::string login_endpoint_;
     std::string token_path_;

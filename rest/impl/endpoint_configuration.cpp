@@ -1,8 +1,10 @@
 #include "rest/impl/endpoint_configuration.hpp"
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
+#include <string_view>
 
 #include "rest/exceptions.hpp"
 #include "rest/impl/parsed_url.hpp"
@@ -11,20 +13,48 @@ namespace zentrova::monitoring_modules::rest::impl {
 
 namespace {
 
+// The value with its control characters escaped, so that it stays on its log line.
+std::string visible(const std::string& value) {
+    constexpr std::string_view hex = "0123456789ABCDEF";
+    std::string shown;
+    for (const char character : value) {
+        const auto byte = static_cast<unsigned char>(character);
+        if (character == '\n') {
+            shown += "\\n";
+        } else if (byte < 0x20U || byte == 0x7FU) {
+            shown += "\\x";
+            shown += hex[byte >> 4U];
+            shown += hex[byte & 0x0FU];
+        } else {
+            shown += character;
+        }
+    }
+    return shown;
+}
+
 // An endpoint root must name an https host and nothing that cannot be extended by a path;
 // otherwise every request of every sensor would fail later and less clearly. Plain http is
 // refused: client secrets go to the login endpoint and bearer tokens to the ARM endpoint.
 void check_endpoint(const std::string& variable, const std::string& value) {
     const std::string expected =
         variable + " must be an https URL with a host, such as https://host:port";
+    // A blank or a control character (a line end left by the file the value came from, say)
+    // would end up inside the host name or the path. The value is shown with it made visible.
+    const auto blank = std::find_if(value.begin(), value.end(), [](char character) {
+        const auto byte = static_cast<unsigned char>(character);
+        return byte <= 0x20U || byte == 0x7FU;
+    });
+    if (blank != value.end()) {
+        throw exceptions::invalid_url(
+            visible(value), variable + " holds a blank or a control character (character " +
+                                std::to_string(blank - value.begin() + 1) +
+                                "); remove it: an endpoint holds none");
+    }
     parsed_url url;
     try {
         url = parse_url(value);
     } catch (const exceptions::invalid_url& error) {
         throw exceptions::invalid_url(value, expected + " (" + error.details() + ")");
-    } catch (const std::logic_error&) {
-        throw exceptions::invalid_url(value,
-                                      expected + " (the port is not a number of 0 to 65535)");
     }
     if (url.scheme != "https") {
         throw exceptions::invalid_url(

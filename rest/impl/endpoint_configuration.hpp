@@ -22,8 +22,8 @@ struct endpoint_configuration {
 
     // Reads the three variables through `lookup` (nullopt or empty: unset, the default holds).
     // Throws rest::exceptions::invalid_url naming the variable when an endpoint is not an https
-    // URL with a host, and std::invalid_argument when the CA bundle is not a readable
-    // file.
+    // URL with a host (and a port of 1 to 65535, when it names one) or holds a blank or a control
+    // character anywhere, and std::invalid_argument when the CA bundle is not a readable file.
     static endpoint_configuration from_variables(
         const std::function<std::optional<std::string>(const std::string&)>& lookup);
 };

@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "rest/request_deadline.hpp"
+
 namespace zentrova::monitoring_modules::rest::impl {
 
 using header_list = std::vector<std::pair<std::string, std::string>>;
@@ -25,9 +27,12 @@ struct http_exchange {
     std::string_view body;
     std::string user;  // basic authentication login, used when not empty
     std::string password;
-    std::chrono::milliseconds connect_timeout{30000};
-    std::chrono::milliseconds response_timeout{0};  // 0: no limit
-    std::size_t body_limit = SIZE_MAX;              // a longer body ends the exchange
+    std::chrono::milliseconds connect_timeout{30000};  // setting up a connection, at most
+    // The whole exchange (connecting, sending, every read) ends by then, whatever each step's
+    // own limit; the engine reads it before each step, as others may move it later. Null: no
+    // limit. It outlives the exchange.
+    const request_deadline* deadline = nullptr;
+    std::size_t body_limit = SIZE_MAX;  // a longer body ends the exchange
 };
 
 struct http_exchange_result {
@@ -51,12 +56,19 @@ inline bool append_body(std::string& body, std::string_view piece, std::size_t l
     return true;
 }
 
+// What an engine says when the deadline ends an exchange, in libcurl's words for its own total
+// time-out, so that the text is the same on every engine.
+inline std::string deadline_passed_text(std::chrono::milliseconds elapsed, std::size_t received) {
+    return "Operation timed out after " + std::to_string(elapsed.count()) + " milliseconds with " +
+           std::to_string(received) + " bytes received";
+}
+
 enum class exchange_status {
     completed,        // a response was read completely, whatever its status code
     header_refused,   // a header cannot be sent; nothing went out
     target_refused,   // host or target cannot be put into a request; nothing went out
     connect_failed,   // no connection: name resolution, refusal, time-out, TLS or certificate
-    transfer_failed,  // connected, but sending or receiving failed or timed out
+    transfer_failed,  // connected, but sending or receiving failed, or the deadline passed
     body_too_large,   // the body would pass body_limit; reading stopped there
 };
 

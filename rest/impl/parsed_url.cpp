@@ -117,6 +117,23 @@ private:
     std::size_t hash_before_break_ = npos;  // the last '#' before the last line break
 };
 
+// The port as written (decimal digits, leading zeros allowed). One outside 1 to 65535 is
+// refused: cut to 16 bits it would send the request to another port (65979 to 443).
+std::uint16_t port_number(const std::string& text, std::string_view digits) {
+    std::uint32_t port = 0;
+    for (const char digit : digits) {
+        port = port * 10U + static_cast<std::uint32_t>(digit - '0');
+        if (port > 65535U) {
+            break;
+        }
+    }
+    if (port == 0U || port > 65535U) {
+        throw exceptions::invalid_url(
+            text, "the port " + std::string(digits) + " is not a port number (1 to 65535)");
+    }
+    return static_cast<std::uint16_t>(port);
+}
+
 }  // namespace
 
 std::uint16_t default_port(const std::string& scheme) {
@@ -161,9 +178,7 @@ parsed_url parse_url(const std::string& text) {
                                                 url.path.substr(0, 1) +
                                                 "', which begins neither a port nor a path");
     }
-    const std::string port(groups.port);
-    url.port = port.empty() ? default_port(url.scheme)
-                            : static_cast<std::uint16_t>(std::stoul(port, nullptr, 10) & 0xFFFFU);
+    url.port = groups.port.empty() ? default_port(url.scheme) : port_number(text, groups.port);
     url.query = groups.query;
     url.fragment = groups.fragment;
     return url;

@@ -23,7 +23,7 @@ struct parsed_url {
     std::string user;
     std::string password;
     std::string host;
-    std::uint16_t port = 0;  // as written, else the scheme's default, else 0
+    std::uint16_t port = 0;  // as written (1 to 65535), else the scheme's default, else 0
     std::string path;
     std::string query;     // without "?"
     std::string fragment;  // without "#"
@@ -42,9 +42,9 @@ std::uint16_t default_port(const std::string& scheme);
 // matched against the whole text (ECMAScript: the first match in the order of its alternatives),
 // whose groups are scheme 2, user 6, password 7, host 8, port 9, path 10, query 12, fragment 14.
 // Throws rest::exceptions::invalid_url when it does not match, when the scheme holds a backslash,
-// when there is no host, or when the host is followed by something that starts neither a port nor
-// a path. A port too large for std::stoul lets the standard library's std::out_of_range pass;
-// larger ports keep their low 16 bits. Linear time, and the stack does not grow with the text.
+// when there is no host, when the host is followed by something that starts neither a port nor
+// a path, or when the port is not one of 1 to 65535. Linear time, and the stack does not grow
+// with the text.
 parsed_url parse_url(const std::string& text);
 
 }  // namespace zentrova::monitoring_modules::rest::impl

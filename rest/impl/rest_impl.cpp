@@ -205,9 +205,6 @@ response rest_impl::send(const std::string& url_text, const request& request) {
         exchange.password = url.password;
     }
     exchange.connect_timeout = connect_timeout_;
-    const std::uint32_t timeout =
-        timeout_ == 0 ? rest_helper_settings::zero_timeout_seconds : timeout_;
-    exchange.response_timeout = std::chrono::milliseconds(std::uint64_t{timeout} * 1000U);
     exchange.body_limit = largest_answer_bytes;
 
     std::pair<std::string, std::string> authorization;
@@ -262,6 +259,13 @@ response rest_impl::send(const std::string& url_text, const request& request) {
         exchange.target += '?';
         append_encoded_target(exchange.target, url.query);
     }
+
+    // The time-out runs from here: waiting for a token has a limit of its own.
+    const std::uint32_t timeout =
+        timeout_ == 0 ? rest_helper_settings::zero_timeout_seconds : timeout_;
+    const request_deadline own_deadline(request_deadline::clock::now() +
+                                        std::chrono::seconds(timeout));
+    exchange.deadline = request.deadline ? request.deadline.get() : &own_deadline;
 
     http_exchange_result result;
     const exchange_outcome outcome = engine_->exchange(exchange, result);

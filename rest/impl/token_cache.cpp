@@ -24,6 +24,14 @@ auto identity_of(const token_cache::token_request& request) {
         std::string_view(request.secret_digest), std::string_view(request.resource));
 }
 
+// "1 s", "1500 ms": a time-out as a user set it (in seconds), or as given.
+std::string duration_text(std::chrono::milliseconds duration) {
+    if (duration.count() % 1000 == 0) {
+        return std::to_string(duration.count() / 1000) + " s";
+    }
+    return std::to_string(duration.count()) + " ms";
+}
+
 }  // namespace
 
 token_cache::token_cache(clock_function now) : now_(std::move(now)) {}
@@ -56,16 +64,22 @@ std::shared_ptr<token_cache::entry> token_cache::find_or_add(const token_request
     return added;
 }
 
-std::string token_cache::get(const token_request& request, std::chrono::milliseconds wait_limit,
-                             const std::function<fetched_token()>& fetch) {
+std::string token_cache::get(const token_request& request, std::chrono::milliseconds timeout,
+                             const fetch_function& fetch) {
+    const auto deadline = request_deadline::clock::now() + timeout;
     const auto token_entry = find_or_add(request);
     entry& held = *token_entry;
     std::unique_lock<std::mutex> lock(held.mutex);
     if (held.fetching) {
-        if (!held.fetch_ended.wait_for(lock, wait_limit, [&] { return !held.fetching; })) {
+        held.fetch_deadline->extend_to(deadline);
+        const std::uint64_t waited_for = held.fetches_ended;
+        if (!held.fetch_ended.wait_until(lock, deadline,
+                                         [&] { return held.fetches_ended != waited_for; })) {
             throw exceptions::authentication_failed(
-                "the token request already under way for this application did not end within " +
-                std::to_string(wait_limit.count() / 1000) + " s; check that " +
+                "the token request to " + request.token_endpoint +
+                " timed out for this check: it did not end within the check's time-out of " +
+                duration_text(timeout) +
+                " (another check of the same application sent it); check that " +
                 request.token_endpoint + " answers");
         }
         if (held.last_failure) {
@@ -78,17 +92,21 @@ std::string token_cache::get(const token_request& request, std::chrono::millisec
         return held.access_token;
     }
     held.fetching = true;
+    auto fetch_deadline = std::make_shared<request_deadline>(deadline);
+    held.fetch_deadline = fetch_deadline;
     lock.unlock();
     const auto fetch_started = now_();
     fetched_token fetched;
     std::exception_ptr failure;
     try {
-        fetched = fetch();
+        fetched = fetch(fetch_deadline);
     } catch (...) {
         failure = std::current_exception();
     }
     lock.lock();
     held.fetching = false;
+    held.fetch_deadline.reset();
+    ++held.fetches_ended;
     held.last_failure = failure;
     if (!failure) {
         held.expires_at =

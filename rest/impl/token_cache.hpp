@@ -3,6 +3,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <map>
@@ -10,6 +11,8 @@
 #include <mutex>
 #include <string>
 #include <tuple>
+
+#include "rest/request_deadline.hpp"
 
 namespace zentrova::monitoring_modules::rest::impl {
 
@@ -19,6 +22,11 @@ namespace zentrova::monitoring_modules::rest::impl {
 // callers that want the same token wait for a single fetch and take its outcome, token or
 // failure; callers that want different tokens do not wait for each other. Token age is measured
 // on a steady clock, never the wall clock.
+//
+// Each caller brings its own time-out. The fetch runs under a deadline that each caller waiting
+// for it moves to its own, so it ends by the latest of theirs and never fails one of them sooner
+// than its time-out; a waiter gives up at its own deadline. The caller that runs the fetch stays
+// with it to its end, which those waiting may put past its own deadline.
 class token_cache {
 public:
     using clock_function = std::function<std::chrono::steady_clock::time_point()>;
@@ -46,15 +54,20 @@ public:
         std::chrono::seconds lifetime{0};
     };
 
+    // Fetches a token; its request must end by the deadline, which may move later meanwhile.
+    using fetch_function =
+        std::function<fetched_token(const std::shared_ptr<const request_deadline>& deadline)>;
+
     explicit token_cache(clock_function now = std::chrono::steady_clock::now);
 
     // Returns the cached token when at least refresh_margin of it is left, otherwise calls
     // `fetch` (one caller per token at a time) and keeps what it returns. A failing fetch keeps no
     // token and its exception passes through to this caller and to those that waited for it; the
-    // next call after that tries again. A caller waits at most `wait_limit` for a fetch of another;
-    // then it fails with exceptions::authentication_failed.
-    std::string get(const token_request& request, std::chrono::milliseconds wait_limit,
-                    const std::function<fetched_token()>& fetch);
+    // next call after that tries again. A caller that finds a fetch under way moves its deadline
+    // to `timeout` from now, when that is later, and waits until then at most; then it fails
+    // with exceptions::authentication_failed naming its time-out.
+    std::string get(const token_request& request, std::chrono::milliseconds timeout,
+                    const fetch_function& fetch);
 
     // Number of tokens held (expired ones are dropped as new ones arrive).
     std::size_t size() const;
@@ -66,6 +79,8 @@ private:
         std::mutex mutex;  // guards everything below
         std::condition_variable fetch_ended;
         bool fetching = false;
+        std::shared_ptr<request_deadline> fetch_deadline;  // of the fetch under way
+        std::uint64_t fetches_ended = 0;  // tells a waiter that its fetch ended, not a later one
         std::string access_token;
         std::chrono::steady_clock::time_point expires_at{};
         std::exception_ptr last_failure;  // of the last fetch, if it failed

@@ -88,12 +88,19 @@ std::map<std::string, std::string> every_cost_option(const char* grouping) {
             {"most_expensive_service_grouping", grouping}};
 }
 
-TEST(RealisticDiscovery, ListsWhatTheFirstPageOfEachListHolds) {
-    for (const std::string kind : {"virtual_machine", "sql_database"}) {
+TEST(RealisticDiscovery, ListsWhatTheFirstPageOfEachListHoldsAndLogsTheRest) {
+    // The list whose later pages the log names: the VMs', and a SQL server's databases.
+    const std::map<std::string, std::string> unread{
+        {"virtual_machine",
+         "API response: later pages not read: only the first page counts; "
+         "Azure's nextLink is https://"},
+        {"sql_database", "Databases response: later pages not read"}};
+    for (const auto& [kind, log_line] : unread) {
         azure_harness harness(realistic());
         const auto found = harness.discover(harness.settings(kind + "_metascan"));
         EXPECT_EQ(found.response_code, 0) << found.message;
         expect_golden(found.table() + harness.requests_text(), golden(kind + "_discovery"));
+        EXPECT_THAT(harness.sensor_log(1), HasSubstr(log_line));
     }
 }
 
@@ -147,12 +154,12 @@ INSTANTIATE_TEST_SUITE_P(
             "sql_single_dtu",
             "sql_database_sensor",
             {{"type", "Single database, DTU"}, {"database_id", sql("sql-prod/databases/db-sales")}},
-            "/average"},
+            "Data empty for metric storage: The queried field is empty.: /average"},
         check_case{"sql_single_vcore",
                    "sql_database_sensor",
                    {{"type", "Single database, vCore"},
                     {"database_id", sql("sql-prod/databases/db-reports")}},
-                   "/average"},
+                   "Data empty for metric storage: "},
         // Elastic pools answer every metric the sensor asks for as an average.
         check_case{"sql_pool_dtu",
                    "sql_database_sensor",
@@ -168,17 +175,20 @@ INSTANTIATE_TEST_SUITE_P(
         // subscription's and a resource group's) share their channels; the fourth is on page 2.
         check_case{"cost_by_resource_group", "subscription_cost_sensor",
                    every_cost_option("resourcegroupname"), "- : 512.400000 USD"},
-        // The biggest service is on the second page of rows, which the module does not read.
+        // The biggest service is on the second page of rows, which the module does not read
+        // (the message names the first page's biggest); the log says a page was left.
         check_case{"cost_by_service", "subscription_cost_sensor", every_cost_option("servicename"),
-                   "Most expensive service is Virtual Machines with 300.10 USD"}));
+                   "Cost response: later pages not read"}));
 
-// A spent quota answers 429 with Retry-After; the module fails the check at once, without a retry.
+// A spent quota answers 429 with Retry-After; the module fails the check at once, without a retry,
+// and its log gives the headers that say when to ask again and which quota ran out.
 struct quota_case {
     const char* name;
     const char* kind;
     std::map<std::string, std::string> settings;
     const char* quotas;
     const char* throttled_route;
+    const char* headers_logged;
 };
 
 void PrintTo(const quota_case& c, std::ostream* out) {
@@ -201,6 +211,9 @@ TEST_P(RealisticQuotas, ASpentQuotaFailsTheSecondCheckWithoutARetry) {
               "#:error.request_failed[Request failed: HTTP request was not successful: 429: Too "
               "Many Requests]");
     EXPECT_EQ(harness.targets(c.throttled_route).size(), requests + 1);
+    EXPECT_THAT(harness.sensor_log(2),
+                HasSubstr("Azure throttled the request (429 Too Many Requests); " +
+                          std::string(c.headers_logged) + ". Nothing is retried"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -209,13 +222,17 @@ INSTANTIATE_TEST_SUITE_P(
                                  "virtual_machine_sensor",
                                  {{"vm_id", vm("vm-web-01")}},
                                  R"({"subscription_reads": {"bucket": 3, "refill_per_second": 1}})",
-                                 "instance_view"},
+                                 "instance_view",
+                                 "Retry-After: 1; x-ms-ratelimit-remaining-subscription-reads: 0"},
                       quota_case{"cost_qpu",
                                  "subscription_cost_sensor",
                                  {},
                                  R"({"cost_management": [{"name": "QueriesPerHour",
                                      "limit": 3, "seconds": 3600}]})",
-                                 "cost_query"}));
+                                 "cost_query",
+                                 "Retry-After: 3600; "
+                                 "x-ms-ratelimit-microsoft.costmanagement-qpu-retry-after: 3600; "
+                                 "x-ms-ratelimit-remaining-subscription-reads: 11999"}));
 
 }  // namespace
 }  // namespace zentrova::monitoring_modules::testing

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@
 namespace zentrova::monitoring_modules::testing {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -43,7 +45,12 @@ struct fault_case {
     outcome expected = outcome::success;
     std::string told;  // what the failure text (log line and message) must hold
     std::string timeout = "60";
+    std::string logged{};  // what else the log must hold
 };
+
+void PrintTo(const fault_case& fault, std::ostream* out) {
+    *out << fault.name;
+}
 
 std::string replaced(std::string text, const std::string& route) {
     const auto at = text.find("{route}");
@@ -66,7 +73,8 @@ const std::vector<fault_case>& fault_cases() {
         // Every status outside 200..299 takes one branch; the boundaries are the fuzz corpus's.
         {"Status4xxWithRetryAfter", world::emulator,
          R"({"route": "{route}", "status": 429, "retry_after": 30})", outcome::request,
-         "HTTP request was not successful: 429: Too Many Requests"},
+         "HTTP request was not successful: 429: Too Many Requests", "60",
+         "(429 Too Many Requests); Retry-After: 30;"},
         {"Status5xx", world::emulator, R"({"route": "{route}", "status": 503})", outcome::request,
          "HTTP request was not successful: 503: Service Unavailable"},
         {"WrongContentType", world::emulator,
@@ -205,7 +213,8 @@ TEST_P(FaultSuite, TellsWhatHappenedAndKeepsAnswering) {
         RecordProperty("message", faulted.message);
         RecordProperty("response_code", faulted.response_code);
         if (fault().expected != outcome::success) {
-            EXPECT_THAT(harness.sensor_log(sensor_id), HasSubstr(fault().told));
+            EXPECT_THAT(harness.sensor_log(sensor_id),
+                        AllOf(HasSubstr(fault().told), HasSubstr(fault().logged)));
         }
 
         // The next call: with the fault gone it succeeds; where the fault cannot go away (a

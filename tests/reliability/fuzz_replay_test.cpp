@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,10 @@ struct fuzz_target {
     std::string name;
     int (*run)(const std::uint8_t*, std::size_t);
 };
+
+void PrintTo(const fuzz_target& target, std::ostream* out) {
+    *out << target.name;
+}
 
 std::vector<fuzz_target> fuzz_targets() {
     return {

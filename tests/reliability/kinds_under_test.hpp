@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,11 @@ struct kind_under_test {
     // Whether the kind's requests wait as long as the sensor's "timeout" setting says.
     bool honours_timeout = true;
 };
+
+// Test names and failure lines show the kind by its name, not as the struct's bytes.
+inline void PrintTo(const kind_under_test& kind, std::ostream* out) {
+    *out << kind.name;
+}
 
 // Every kind the module registers, sensors first.
 const std::vector<kind_under_test>& kinds_under_test();

@@ -6,6 +6,7 @@
 #include <future>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "emulator/azure_emulator.hpp"
@@ -48,32 +49,25 @@ protected:
         const std::string& client_id = "client-1") {
         return std::make_shared<rest::impl::azuread_provider_impl>(
             client_id, client_secret, tenant,
-            rest::impl::azuread_provider_options{emu.login_url(), rest::impl::clients_over(pool),
-                                                 tokens, token_timeout});
+            rest::impl::azuread_provider_options{emu.login_url(), token_clients, tokens,
+                                                 token_timeout});
     }
 
-    // What `count` providers of the same credentials get when they ask at the same moment: each
-    // one's header, or its failure's text.
-    std::vector<std::string> ask_at_once(int count) {
-        std::promise<void> go;
-        const std::shared_future<void> start = go.get_future().share();
-        std::vector<std::future<std::string>> answers;
-        for (int thread = 0; thread < count; ++thread) {
-            answers.push_back(std::async(std::launch::async, [azure = provider(), start, this] {
+    // What a provider of the same credentials with `timeout` gets once `start` is ready: its
+    // header, or its failure's text.
+    std::future<std::string> ask(std::uint32_t timeout,
+                                 const std::shared_future<void>& start = {}) {
+        token_timeout = timeout;
+        return std::async(std::launch::async, [azure = provider(), start, this] {
+            if (start.valid()) {
                 start.wait();
-                try {
-                    return authorization(*azure, resource + "/");
-                } catch (const rest::exceptions::authentication_failed& failure) {
-                    return std::string(failure.what());
-                }
-            }));
-        }
-        go.set_value();
-        std::vector<std::string> texts;
-        for (auto& answer : answers) {
-            texts.push_back(answer.get());
-        }
-        return texts;
+            }
+            try {
+                return authorization(*azure, resource + "/");
+            } catch (const rest::exceptions::authentication_failed& failure) {
+                return std::string(failure.what());
+            }
+        });
     }
 
     static std::string authorization(rest::authentication_provider_interface& source,
@@ -96,6 +90,7 @@ protected:
     std::string other_resource = "https://localhost:" + std::to_string(emu.port());
     std::shared_ptr<rest::impl::connection_pool_interface> pool =
         rest::impl::make_connection_pool({emu.ca_file(), 32});
+    rest::rest_client_factory token_clients = rest::impl::clients_over(pool);
     std::uint32_t token_timeout = 30;
     std::shared_ptr<rest::impl::token_cache> tokens = std::make_shared<rest::impl::token_cache>();
 };
@@ -146,36 +141,58 @@ TEST_F(token_endpoint_test, providers_with_the_same_credentials_share_one_token)
     EXPECT_EQ(token_requests(), 4U);
 }
 
-// A silent token endpoint costs every sensor of the credentials one time-out together, not one
-// time-out each in turn: the waiters take the failure of the fetch they waited for.
+// A failing token endpoint costs every sensor of the credentials one failure together, not one
+// each in turn: the waiters take the failure of the fetch they waited for. A silent one costs
+// them one time-out; one that fails before their time-outs, its one answer.
 TEST_F(token_endpoint_test, the_waiters_of_a_failed_fetch_share_its_failure) {
-    emulator::fault silent;
-    silent.route = "token";
-    silent.kind = emulator::fault_kind::delay;
-    silent.delay_ms = 4000;
-    emu.set_fault(silent);
-    token_timeout = 1;
-    const auto failures = ask_at_once(4);
-    EXPECT_THAT(failures, ::testing::Each(AllOf(HasSubstr("Authentication failed: the token "
-                                                          "request to https://127.0.0.1:"),
-                                                HasSubstr("timed out"))));
-    EXPECT_EQ(token_requests(), 1U);
+    const std::vector<std::tuple<std::string, std::uint32_t, std::string>> cases = {
+        {R"({"route": "token", "delay_ms": 4000})", 2, "the token request to https://127.0.0.1:"},
+        {R"({"route": "token", "status": 500, "delay_ms": 1000})", 10, "temporarily_unavailable"},
+    };
+    std::uint64_t expected_requests = 0;
+    for (const auto& [faults, timeout, failure] : cases) {
+        emu.set_faults_json(faults);
+        std::promise<void> go;
+        const std::shared_future<void> at_once = go.get_future().share();
+        std::vector<std::future<std::string>> answers(4);
+        for (auto& answer : answers) {
+            answer = ask(timeout, at_once);
+        }
+        go.set_value();
+        for (auto& answer : answers) {
+            EXPECT_THAT(answer.get(),
+                        AllOf(::testing::StartsWith("Authentication failed: "), HasSubstr(failure)))
+                << faults;
+        }
+        EXPECT_EQ(token_requests(), ++expected_requests) << faults;
+    }
     // A later request is no waiter of that fetch: it tries again.
     emu.clear_faults();
     EXPECT_THAT(authorization(*provider(), resource + "/"), ::testing::StartsWith("Bearer ey"));
-    EXPECT_EQ(token_requests(), 2U);
+    EXPECT_EQ(token_requests(), 3U);
 }
 
-TEST_F(token_endpoint_test, the_token_authorizes_requests_over_the_shared_connection) {
-    rest::rest_helper_settings settings;
-    settings.base_url = emu.base_url();
-    settings.authentication_provider = provider();
-    auto client = rest::impl::clients_over(pool)(settings);
-    const std::string path = "subscriptions/subscription-1/locations?api-version=2020-01-01";
-    EXPECT_EQ(client->send_request_path(path, {}).status_code, 200);
-    EXPECT_EQ(client->send_request_path(path, {}).status_code, 200);
+// Each check waits for a token for its own time-out, whoever sent the request: that request
+// lasts until the latest deadline of the checks waiting for it. Behind a check with 2 s, against
+// an endpoint that answers in 3 s, a check with 8 s gets the token (and so does the first), and a
+// check with 1 s leaves at its own time-out. Still one token request.
+TEST_F(token_endpoint_test, each_check_waits_for_the_token_as_long_as_its_own_time_out) {
+    emu.set_faults_json(R"({"route": "token", "delay_ms": 3000})");
+    std::promise<void> sending;
+    auto sent = sending.get_future();
+    token_clients = [&, inner = token_clients](rest::rest_helper_settings settings) {
+        sending.set_value();  // made for the one token request, as it is about to go out
+        return inner(std::move(settings));
+    };
+    auto first = ask(2);
+    sent.wait();
+    auto longer = ask(8);
+    auto shorter = ask(1);
+    EXPECT_THAT(shorter.get(),
+                AllOf(HasSubstr("timed out for this check"), HasSubstr("time-out of 1 s")));
+    EXPECT_THAT(first.get(), ::testing::StartsWith("Bearer ey"));
+    EXPECT_THAT(longer.get(), ::testing::StartsWith("Bearer ey"));
     EXPECT_EQ(token_requests(), 1U);
-    EXPECT_EQ(emu.counters().connections_accepted, 1U);
 }
 
 TEST_F(token_endpoint_test, the_secret_never_reaches_an_error_text) {
@@ -199,12 +216,12 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
                                                        rest::impl::token_cache::secret_digest("s"),
                                                        "https://a"};
     EXPECT_THROW(cache.get(first, std::chrono::seconds(1),
-                           []() -> rest::impl::token_cache::fetched_token {
+                           [](const auto&) -> rest::impl::token_cache::fetched_token {
                                throw rest::exceptions::authentication_failed("no");
                            }),
                  rest::exceptions::authentication_failed);
     int fetches = 0;
-    const auto fetch = [&] {
+    const auto fetch = [&](const auto& /*deadline*/) {
         ++fetches;
         return rest::impl::token_cache::fetched_token{"t" + std::to_string(fetches),
                                                       std::chrono::seconds(60)};
@@ -214,9 +231,9 @@ TEST(token_cache, keeps_nothing_of_a_failed_fetch_and_drops_expired_tokens) {
     // A token's life starts when its request went out: a fetch that took 10 s leaves 29 s of a
     // 60 s token after 21 s more, less than the margin.
     now += std::chrono::seconds(61);
-    const auto slow_fetch = [&] {
+    const auto slow_fetch = [&](const auto& deadline) {
         now += std::chrono::seconds(10);
-        return fetch();
+        return fetch(deadline);
     };
     EXPECT_EQ(cache.get(first, std::chrono::seconds(1), slow_fetch), "t2");
     now += std::chrono::seconds(21);

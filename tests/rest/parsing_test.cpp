@@ -8,6 +8,8 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "rest/exceptions.hpp"
 #include "rest/impl/base64.hpp"
@@ -62,7 +64,7 @@ TEST(url_parsing, splits_and_rebuilds_the_urls_of_the_table) {
         }
         ++count;
     }
-    EXPECT_EQ(count, 27);
+    EXPECT_EQ(count, 30);
 }
 
 // The hand-written splitter against the expression it writes out, on texts made of the
@@ -135,16 +137,33 @@ TEST(endpoint_configuration, defaults_to_the_public_cloud_and_normalises_slashes
     EXPECT_EQ(local.login_endpoint, "https://127.0.0.1:9000");
 }
 
+// Each failure names the variable and stays on one log line.
 TEST(endpoint_configuration, names_the_variable_that_is_wrong) {
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"http://127.0.0.1:9000", "must be an https URL"},
+        {"ftp://host.example", "must be an https URL"},
+        {"management.azure.com", "must be an https URL"},
+        {"https://host.example?x=1", "must not carry"},
+        {"https://host.example:port", "begins neither a port nor a path"},
+        {"https://u:p@host.example", "must not carry"},
+        // Cut to 16 bits, 65979 would be 443.
+        {"https://host.example:65979", "the port 65979 is not a port number (1 to 65535)"},
+        {"https://host.example:0/", "the port 0 is not"},
+        {"https://host.example ", "a blank or a control character (character 21)"},
+        {" https://host.example", "(character 1)"},
+        {"https://host.example/\n", "'https://host.example/\\n'"},
+        {"https://host\t.example", "(character 13)"},
+        {"https://host.example/a b", "(character 23)"},
+        {std::string("https://host.example/\x7F"), "'https://host.example/\\x7F'"},
+    };
     for (const auto& variable : {"MICROSOFTAZURE_ARM_ENDPOINT", "MICROSOFTAZURE_LOGIN_ENDPOINT"}) {
-        for (const auto& value : {"http://127.0.0.1:9000", "ftp://host.example",
-                                  "management.azure.com", "https://host.example?x=1",
-                                  "https://host.example:port", "https://u:p@host.example"}) {
-            EXPECT_THAT(failure_text<rest::exceptions::invalid_url>([&] {
-                            configuration_from({{variable, value}});
-                        }),
-                        HasSubstr(variable))
-                << value;
+        for (const auto& [value, reason] : cases) {
+            const std::string text =
+                failure_text<rest::exceptions::invalid_url>([&, &value = value] {
+                    configuration_from({{variable, value}});
+                });
+            EXPECT_THAT(text, AllOf(HasSubstr(variable), HasSubstr(reason))) << value;
+            EXPECT_EQ(text.find_first_of("\r\n\t\x7F"), std::string::npos) << value;
         }
     }
     EXPECT_THAT(failure_text<std::invalid_argument>([] {

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <algorithm>
 #include <regex>
-#include <stdexcept>
 #include <string>
 
 #include "rest/exceptions.hpp"
@@ -20,8 +20,6 @@ inline std::string split_by_parse_url(const std::string& text) {
                std::to_string(url.port) + "|" + url.path + "|" + url.query + "|" + url.fragment;
     } catch (const exceptions::invalid_url& failure) {
         return failure.what();
-    } catch (const std::out_of_range&) {
-        return "port out of range";
     }
 }
 
@@ -50,11 +48,16 @@ inline std::string split_by_expression(const std::string& text) {
     }
     std::uint16_t port = impl::default_port(scheme);
     if (groups[9].length() > 0) {
-        try {
-            port = static_cast<std::uint16_t>(std::stoul(groups[9].str(), nullptr, 10) & 0xFFFFU);
-        } catch (const std::out_of_range&) {
-            return "port out of range";
+        const std::string digits = groups[9].str();
+        const std::string significant =
+            digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
+        const unsigned long value = significant.size() > 5 ? 65536 : std::stoul("0" + significant);
+        if (value == 0 || value > 65535) {
+            return exceptions::invalid_url(
+                       text, "the port " + digits + " is not a port number (1 to 65535)")
+                .what();
         }
+        port = static_cast<std::uint16_t>(value);
     }
     return scheme + "|" + groups[6].str() + "|" + groups[7].str() + "|" + host + "|" +
            std::to_string(port) + "|" + path + "|" + groups[12].str() + "|" + groups[14].str();

@@ -1,14 +1,13 @@
 #include "framework/logging/impl/file_log.hpp"
 
 #include <array>
-#include <cerrno>
 #include <chrono>
-#include <cstring>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
+#include <map>
 
-#include "framework/logging/impl/private_file.hpp"
-#include "framework/utils/exceptions.hpp"
+#include "framework/logging/log_directory.hpp"
 
 namespace zentrova::monitoring_modules::framework::logging::impl {
 namespace {
@@ -33,30 +32,62 @@ std::string timestamp() {
 }
 
 // The log directory is made when missing, so a fresh deployment logs from the first call.
-std::FILE* open_for_append(const std::string& path) {
+std::unique_ptr<private_file> open_in_folder(const std::string& path) {
     std::error_code ignored;
     std::filesystem::create_directories(std::filesystem::path(path).parent_path(), ignored);
-    std::FILE* file = open_private_file(path);
-    if (file == nullptr) {
-        const std::string hint =
-            errno == ELOOP ? " (it is a symbolic link, which a log file never follows)" : "";
-        throw utils::exceptions::exception("Cannot open log file " + path + ": " +
-                                           std::strerror(errno) + hint +
-                                           ". Check MICROSOFTAZURE_LOG_DIR and its permissions.");
-    }
-    return file;
+    return std::make_unique<private_file>(path);
 }
 
-std::uintmax_t size_of(const std::string& path) {
-    std::error_code failed;
-    const std::uintmax_t size = std::filesystem::file_size(path, failed);
-    return failed ? 0 : size;
+// "dir//sensor_1.log" and "dir/./sensor_1.log" are one log.
+std::string key_of(const std::string& path) {
+    return std::filesystem::path(path).lexically_normal().string();
 }
 
 }  // namespace
 
-file_log::file_log(std::string path, std::uintmax_t limit)
-    : path_(std::move(path)), limit_(limit), file_(open_for_append(path_)), size_(size_of(path_)) {}
+log_file_refused::log_file_refused(const std::string& path, const std::string& reason)
+    : exception("Log file " + path + " is not used: " + reason +
+                "; a log is only ever a regular file of the user the module runs as") {}
+log_file_refused::~log_file_refused() = default;
+
+// Every log open in the process by path, so that a sensor and a meta scan of one id share one
+// file, its lock and its rotation. Each log holds it, so it outlives them all.
+struct file_log::open_logs {
+    std::mutex mutex;
+    std::map<std::string, std::weak_ptr<file_log>> by_path;
+};
+
+std::shared_ptr<file_log> file_log::open(const std::string& path, std::uintmax_t limit) {
+    static const auto registry = std::make_shared<open_logs>();
+    const std::string key = key_of(path);
+    const std::lock_guard<std::mutex> lock(registry->mutex);
+    const auto found = registry->by_path.find(key);
+    if (found != registry->by_path.end()) {
+        if (auto open = found->second.lock()) {
+            return open;
+        }
+    }
+    auto log = std::make_shared<file_log>(passkey{}, path, limit, registry);
+    registry->by_path[key] = log;
+    return log;
+}
+
+file_log::file_log(passkey /*only open()*/, std::string path, std::uintmax_t limit,
+                   std::shared_ptr<open_logs> registry)
+    : path_(std::move(path)),
+      key_(key_of(path_)),
+      limit_(limit),
+      registry_(std::move(registry)),
+      file_(open_in_folder(path_)) {}
+
+// The last user has gone; the entry goes too unless the path has been opened anew meanwhile.
+file_log::~file_log() {
+    const std::lock_guard<std::mutex> lock(registry_->mutex);
+    const auto found = registry_->by_path.find(key_);
+    if (found != registry_->by_path.end() && found->second.expired()) {
+        registry_->by_path.erase(found);
+    }
+}
 
 void file_log::write(int level, const std::string& line) {
     std::string text = timestamp();
@@ -68,29 +99,66 @@ void file_log::write(int level, const std::string& line) {
         text += '\n';
     }
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (size_ > 0 && size_ + text.size() > limit_) {
-        rotate();
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (!has_room_for(text.size())) {
+            if (!dropping_) {
+                dropping_ = true;
+                write_to_standard_error(
+                    "Log file " + path_ + " has reached twice its limit of " +
+                    std::to_string(limit_) + " bytes and cannot be moved aside to " + path_ +
+                    ".1; its lines are dropped until it can. Check the free space and what else is "
+                    "in MICROSOFTAZURE_LOG_DIR.");
+            }
+            return;
+        }
+        dropping_ = false;
+        if (!file_->append(text) || file_->is_named_by(path_) || file_->is_named_by(path_ + ".1")) {
+            return;
+        }
+        // Another process moved the file aside twice while the line went in, and it is gone
+        // with it: the line goes again into the file the name holds now.
     }
-    std::fwrite(text.data(), 1, text.size(), file_.get());
-    std::fflush(file_.get());
-    size_ += text.size();
 }
 
-// Should the rename or the new file fail (a full disk, a file planted under the new name), the
-// lines go on into the file already open rather than nowhere.
-void file_log::rotate() {
-    const std::string predecessor = path_ + ".1";
-    std::error_code failed;
-    std::filesystem::rename(path_, predecessor, failed);
-    if (failed) {
+// The file under the log's name is measured as it is on disk, other processes' lines included,
+// and moved aside when the line would take it past the limit. When it cannot be (the disk is
+// full, a folder stands under "<path>.1", a fresh file cannot be made), lines go on into it up to
+// twice the limit and no further.
+bool file_log::has_room_for(std::uintmax_t length) {
+    for (int round = 0; round < 3; ++round) {
+        follow_the_name();
+        const std::uintmax_t size = file_->size();
+        if (size == 0 || size + length <= limit_) {
+            return true;
+        }
+        file_->lock();
+        // Asked again under the lock: a process that has just moved it aside has let go of it,
+        // and moving the next file too would throw away the lines it kept.
+        const bool still_named = file_->is_named_by(path_);
+        std::error_code failed;
+        if (still_named) {
+            std::filesystem::rename(path_, path_ + ".1", failed);
+        }
+        file_->unlock();
+        if (still_named && failed) {
+            break;
+        }
+        // The next round follows the name to the file that takes its place.
+    }
+    return file_->size() + length <= 2 * limit_;
+}
+
+// Another process sharing the folder may have moved the file aside, or someone removed it: lines
+// go to the file the name holds now, made anew when it holds nothing.
+void file_log::follow_the_name() {
+    if (file_->is_named_by(path_)) {
         return;
     }
-    std::FILE* fresh = open_private_file(path_);
-    if (fresh == nullptr) {
-        return;
+    try {
+        file_ = std::make_unique<private_file>(path_);
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
+        // Lines go on into the file already open, within has_room_for's bound.
     }
-    file_.reset(fresh);
-    size_ = 0;
 }
 
 }  // namespace zentrova::monitoring_modules::framework::logging::impl

@@ -3,6 +3,8 @@
 #include <curl/curl.h>
 
 #include <algorithm>
+#include <chrono>
+#include <climits>
 #include <cstdlib>
 #include <new>
 #include <stdexcept>
@@ -170,6 +172,13 @@ void set_option(CURL* handle, value_type value) {
     }
 }
 
+void check(const curl_library& curl, CURLMcode code, const char* what) {
+    if (code != CURLM_OK) {
+        throw std::runtime_error(std::string("the HTTP engine (libcurl) cannot ") + what + ": " +
+                                 curl.multi_strerror(code));
+    }
+}
+
 void append_header(header_slist& list, const std::string& line) {
     curl_slist* longer = curl_library::get().slist_append(list.get(), line.c_str());
     if (longer == nullptr) {
@@ -218,11 +227,21 @@ void curl_connection::handle_deleter::operator()(void* handle) const noexcept {
     curl_library::get().easy_cleanup(handle);  // a handle exists only once libcurl is loaded
 }
 
+void curl_connection::multi_deleter::operator()(void* multi) const noexcept {
+    curl_library::get().multi_cleanup(multi);
+}
+
 curl_connection::curl_connection(void* share, const openssl_trust_store* trust, std::string origin)
-    : origin_(std::move(origin)), handle_(curl_library::get().easy_init()) {
-    if (!handle_) {
+    : origin_(std::move(origin)),
+      handle_(curl_library::get().easy_init()),
+      multi_(curl_library::get().multi_init()) {
+    if (!handle_ || !multi_) {
         throw std::runtime_error("the HTTP engine (libcurl) cannot make a new handle");
     }
+    // The multi handle keeps the connection between exchanges, and only this one.
+    check(curl_library::get(),
+          curl_library::get().multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, 1L),
+          "keep a connection");
     CURL* handle = handle_.get();
     set_option<CURLOPT_NOSIGNAL>(handle, 1L);
     set_option<CURLOPT_ERRORBUFFER>(handle, error_buffer_.data());
@@ -232,7 +251,6 @@ curl_connection::curl_connection(void* share, const openssl_trust_store* trust, 
     set_option<CURLOPT_PATH_AS_IS>(handle, 1L);
     set_option<CURLOPT_SUPPRESS_CONNECT_HEADERS>(handle, 1L);
     set_option<CURLOPT_TCP_KEEPALIVE>(handle, 1L);
-    set_option<CURLOPT_MAXCONNECTS>(handle, 1L);
     set_option<CURLOPT_SSL_VERIFYPEER>(handle, 1L);
     set_option<CURLOPT_SSL_VERIFYHOST>(handle, 2L);
     if (trust != nullptr) {
@@ -249,6 +267,45 @@ curl_connection::curl_connection(void* share, const openssl_trust_store* trust, 
 }
 
 curl_connection::~curl_connection() = default;
+
+int curl_connection::run_transfer(const request_deadline* deadline, bool& timed_out) {
+    const auto& curl = curl_library::get();
+    CURLM* multi = multi_.get();
+    CURL* handle = handle_.get();
+    timed_out = false;
+    check(curl, curl.multi_add_handle(multi, handle), "start a transfer");
+    // Taken off again however the transfer ends; the connection stays with the multi handle.
+    const auto remove = [&curl, multi](void* added) { curl.multi_remove_handle(multi, added); };
+    const std::unique_ptr<void, decltype(remove)> detach(handle, remove);
+    for (;;) {
+        int running = 0;
+        check(curl, curl.multi_perform(multi, &running), "run a transfer");
+        if (running == 0) {
+            break;
+        }
+        // libcurl wakes earlier for its own timers (the connect time-out) and for the socket; the
+        // deadline is read afresh after each wait, as it may have moved.
+        int wait = 1000;
+        if (deadline != nullptr) {
+            const std::chrono::milliseconds left = deadline->remaining();
+            if (left.count() == 0) {
+                timed_out = true;
+                return CURLE_OPERATION_TIMEDOUT;
+            }
+            wait =
+                static_cast<int>(std::min<std::chrono::milliseconds::rep>(left.count(), INT_MAX));
+        }
+        check(curl, curl.multi_poll(multi, nullptr, 0, wait, nullptr), "wait for a transfer");
+    }
+    CURLcode result = CURLE_OK;
+    int queued = 0;
+    while (const CURLMsg* message = curl.multi_info_read(multi, &queued)) {
+        if (message->msg == CURLMSG_DONE && message->easy_handle == handle) {
+            result = message->data.result;
+        }
+    }
+    return result;
+}
 
 exchange_outcome curl_connection::perform(const std::string& url, const http_exchange& request,
                                           http_exchange_result& result, std::string& error) {
@@ -282,7 +339,6 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
     }
     set_option<CURLOPT_CONNECTTIMEOUT_MS>(handle,
                                           static_cast<long>(request.connect_timeout.count()));
-    set_option<CURLOPT_TIMEOUT_MS>(handle, static_cast<long>(request.response_timeout.count()));
     set_option<CURLOPT_HEADERDATA>(handle, &state);
     set_option<CURLOPT_WRITEDATA>(handle, &state);
     set_option<CURLOPT_PREREQDATA>(handle, &state);
@@ -290,7 +346,9 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
     error_buffer_[0] = '\0';
     tls_.error.clear();
     const auto& curl = curl_library::get();
-    const CURLcode code = curl.easy_perform(handle);
+    const auto started = std::chrono::steady_clock::now();
+    bool timed_out = false;
+    const auto code = static_cast<CURLcode>(run_transfer(request.deadline, timed_out));
     // The header list dies with this call; libcurl must not keep a pointer to it.
     set_option<CURLOPT_HTTPHEADER>(handle, static_cast<curl_slist*>(nullptr));
 
@@ -302,7 +360,11 @@ exchange_outcome curl_connection::perform(const std::string& url, const http_exc
         }
         return {};
     }
-    if (!tls_.error.empty()) {
+    if (timed_out) {
+        error = deadline_passed_text(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                         std::chrono::steady_clock::now() - started),
+                                     result.body.size());
+    } else if (!tls_.error.empty()) {
         error = tls_.error;  // libcurl only knows that the TLS set-up hook refused
     } else {
         error =

@@ -9,9 +9,10 @@
 
 namespace zentrova::monitoring_modules::rest::impl {
 
-// One libcurl easy handle and the connection it keeps alive between exchanges. It lives in a
-// connection pool while idle and serves one exchange at a time. libcurl's handles are opaque
-// pointers; they are kept untyped here so that only the engine's .cpp files see libcurl.
+// One libcurl easy handle, the multi handle that drives its transfers, and the connection they
+// keep alive between exchanges. It lives in a connection pool while idle and serves one exchange
+// at a time. libcurl's handles are opaque pointers; they are kept untyped here so that only the
+// engine's .cpp files see libcurl.
 class curl_connection {
 public:
     // `share` and `trust` belong to the pool, which outlives its connections. With a trust
@@ -42,9 +43,19 @@ private:
     struct handle_deleter {
         void operator()(void* handle) const noexcept;
     };
+    struct multi_deleter {
+        void operator()(void* multi) const noexcept;
+    };
+
+    // Runs the transfer the easy handle is set up for until it ends or the deadline passes.
+    // Returns libcurl's result, or CURLE_OPERATION_TIMEDOUT with `timed_out` set when the
+    // deadline ended it.
+    int run_transfer(const request_deadline* deadline, bool& timed_out);
 
     std::string origin_;
     std::unique_ptr<void, handle_deleter> handle_;
+    // Declared after the easy handle, so it closes the connection it keeps first.
+    std::unique_ptr<void, multi_deleter> multi_;
     std::array<char, 256> error_buffer_{};
     tls_setup tls_;
 };

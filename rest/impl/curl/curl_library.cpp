@@ -30,9 +30,17 @@ curl_library::curl_library(const std::string& name) {
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, easy_init, curl_easy_init);
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, easy_cleanup, curl_easy_cleanup);
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, easy_setopt, curl_easy_setopt);
-    MICROSOFTAZURE_RESOLVE_FUNCTION(library, easy_perform, curl_easy_perform);
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, easy_getinfo, curl_easy_getinfo);
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, easy_strerror, curl_easy_strerror);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_init, curl_multi_init);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_cleanup, curl_multi_cleanup);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_setopt, curl_multi_setopt);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_add_handle, curl_multi_add_handle);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_remove_handle, curl_multi_remove_handle);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_perform, curl_multi_perform);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_poll, curl_multi_poll);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_info_read, curl_multi_info_read);
+    MICROSOFTAZURE_RESOLVE_FUNCTION(library, multi_strerror, curl_multi_strerror);
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, share_init, curl_share_init);
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, share_cleanup, curl_share_cleanup);
     MICROSOFTAZURE_RESOLVE_FUNCTION(library, share_setopt, curl_share_setopt);

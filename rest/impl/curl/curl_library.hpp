@@ -35,9 +35,17 @@ public:
     // Variadic: the argument must have exactly the type the option takes (long, curl_off_t, an
     // object or a function pointer); curl_connection's set_option checks that.
     decltype(&::curl_easy_setopt) easy_setopt = nullptr;
-    decltype(&::curl_easy_perform) easy_perform = nullptr;
     decltype(&::curl_easy_getinfo) easy_getinfo = nullptr;
     decltype(&::curl_easy_strerror) easy_strerror = nullptr;
+    decltype(&::curl_multi_init) multi_init = nullptr;
+    decltype(&::curl_multi_cleanup) multi_cleanup = nullptr;
+    decltype(&::curl_multi_setopt) multi_setopt = nullptr;  // variadic, as easy_setopt
+    decltype(&::curl_multi_add_handle) multi_add_handle = nullptr;
+    decltype(&::curl_multi_remove_handle) multi_remove_handle = nullptr;
+    decltype(&::curl_multi_perform) multi_perform = nullptr;
+    decltype(&::curl_multi_poll) multi_poll = nullptr;
+    decltype(&::curl_multi_info_read) multi_info_read = nullptr;
+    decltype(&::curl_multi_strerror) multi_strerror = nullptr;
     decltype(&::curl_share_init) share_init = nullptr;
     decltype(&::curl_share_cleanup) share_cleanup = nullptr;
     decltype(&::curl_share_setopt) share_setopt = nullptr;

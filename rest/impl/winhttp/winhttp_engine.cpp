@@ -37,6 +37,61 @@ int timeout_value(std::chrono::milliseconds timeout) {
     return static_cast<int>(std::min<std::chrono::milliseconds::rep>(timeout.count(), INT_MAX));
 }
 
+// WinHTTP's time-outs bound each step (each receive, say), not an exchange: a server that sends
+// a byte now and then would hold it for ever. So before each blocking call the request's
+// time-outs are set to what is left of the exchange's deadline (connecting: its own limit when
+// that is less), and a deadline that has passed ends the exchange before the call.
+class step_limits {
+public:
+    step_limits(HINTERNET request, const http_exchange& exchange,
+                std::chrono::steady_clock::time_point started)
+        : request_(request),
+          deadline_(exchange.deadline),
+          connect_timeout_(timeout_value(exchange.connect_timeout)),
+          started_(started) {}
+
+    // Sets the time-outs for the next step; false when the deadline has passed.
+    bool arm() {
+        int left = -1;
+        if (deadline_ != nullptr) {
+            const auto remaining = deadline_->remaining();
+            if (remaining.count() == 0) {
+                deadline_bound_ = true;
+                return false;
+            }
+            left = timeout_value(remaining);
+        }
+        int connect = connect_timeout_;
+        if (left != -1 && (connect == -1 || left < connect)) {
+            connect = left;
+        }
+        // A time-out of the step is the deadline's unless connecting has the smaller limit.
+        deadline_bound_ = left != -1 && connect == left;
+        ::WinHttpSetTimeouts(request_, connect, connect, left, left);
+        // The wait for the status line has a limit of its own, which WinHttpSetTimeouts leaves
+        // alone (90 s by default on Windows, none under Wine).
+        auto response_wait = static_cast<DWORD>(left);  // -1: INFINITE
+        ::WinHttpSetOption(request_, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response_wait,
+                           sizeof(response_wait));
+        return true;
+    }
+
+    // Whether the last step's time-out, or its refusal to start, was the deadline's.
+    bool deadline_bound() const { return deadline_bound_; }
+
+    std::chrono::milliseconds elapsed() const {
+        return std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - started_);
+    }
+
+private:
+    HINTERNET request_;
+    const request_deadline* deadline_;
+    int connect_timeout_;
+    std::chrono::steady_clock::time_point started_;
+    bool deadline_bound_ = false;
+};
+
 // One header as WinHttpAddRequestHeaders takes it.
 std::wstring header_line(const std::string& name, const std::string& value) {
     std::wstring line = widen(name);
@@ -95,20 +150,36 @@ void read_headers(HINTERNET request, http_exchange_result& result) {
     }
 }
 
-enum class body_read { complete, failed, too_large };
+enum class body_read { complete, failed, deadline_passed, too_large };
 
-body_read read_body(HINTERNET request, std::string& body, std::size_t limit) {
+// Waits for what has arrived (one receive at most, under the time-outs `limits` sets), then takes
+// just that: a read for a full buffer would wait, receive after receive, until the buffer fills.
+body_read read_body(HINTERNET request, step_limits& limits, std::string& body, std::size_t limit) {
     std::array<char, 16384> buffer{};
     for (;;) {
-        DWORD read = 0;
-        if (!::WinHttpReadData(request, buffer.data(), static_cast<DWORD>(buffer.size()), &read)) {
+        if (!limits.arm()) {
+            return body_read::deadline_passed;
+        }
+        DWORD available = 0;
+        if (!::WinHttpQueryDataAvailable(request, &available)) {
             return body_read::failed;
         }
-        if (read == 0) {
+        if (available == 0) {
             return body_read::complete;
         }
-        if (!append_body(body, {buffer.data(), read}, limit)) {
-            return body_read::too_large;
+        while (available > 0) {
+            DWORD read = 0;
+            const auto wanted = std::min<DWORD>(available, static_cast<DWORD>(buffer.size()));
+            if (!::WinHttpReadData(request, buffer.data(), wanted, &read)) {
+                return body_read::failed;
+            }
+            if (read == 0) {
+                return body_read::complete;
+            }
+            if (!append_body(body, {buffer.data(), read}, limit)) {
+                return body_read::too_large;
+            }
+            available -= std::min(available, read);
         }
     }
 }
@@ -145,6 +216,7 @@ winhttp_engine::winhttp_engine(std::shared_ptr<winhttp_connection_pool> pool)
 exchange_outcome winhttp_engine::exchange(const http_exchange& request,
                                           http_exchange_result& result) {
     last_error_.clear();
+    const auto started = std::chrono::steady_clock::now();
     const std::string origin = request.host + ":" + std::to_string(request.port);
     if (request.tls && !pool_->origin_checked(origin)) {
         // The engine checks the certificate itself when a request is about to go out (with a CA
@@ -160,23 +232,24 @@ exchange_outcome winhttp_engine::exchange(const http_exchange& request,
         probe.port = request.port;
         probe.target = "/";
         probe.connect_timeout = request.connect_timeout;
-        probe.response_timeout = request.response_timeout;
+        probe.deadline = request.deadline;  // the probe is part of the exchange
         http_exchange_result ignored;
-        const exchange_outcome probed = send(probe, ignored);
+        const exchange_outcome probed = send(probe, ignored, started);
         if (probed.status == exchange_status::connect_failed) {
             return probed;
         }
         pool_->remember_origin_checked(origin, true);
         last_error_.clear();
     }
-    const exchange_outcome outcome = send(request, result);
+    const exchange_outcome outcome = send(request, result, started);
     if (outcome.status == exchange_status::connect_failed && request.tls) {
         pool_->remember_origin_checked(origin, false);
     }
     return outcome;
 }
 
-exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchange_result& result) {
+exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchange_result& result,
+                                      std::chrono::steady_clock::time_point started) {
     const std::string where = request.host + " port " + std::to_string(request.port);
     HINTERNET server = pool_->server(request.host, request.port, last_error_);
     if (server == nullptr) {
@@ -200,15 +273,7 @@ exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchang
     DWORD features =
         WINHTTP_DISABLE_COOKIES | WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_AUTHENTICATION;
     ::WinHttpSetOption(raw, WINHTTP_OPTION_DISABLE_FEATURE, &features, sizeof(features));
-    const int connect_timeout = timeout_value(request.connect_timeout);
-    const int response_timeout = timeout_value(request.response_timeout);
-    ::WinHttpSetTimeouts(raw, connect_timeout, connect_timeout, response_timeout, response_timeout);
-    // The wait for the status line has a limit of its own, which WinHttpSetTimeouts leaves alone
-    // (90 s by default on Windows, none under Wine); a server that accepts and never answers
-    // must fail within the response time-out too.
-    auto response_wait = static_cast<DWORD>(response_timeout);  // -1: INFINITE
-    ::WinHttpSetOption(raw, WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &response_wait,
-                       sizeof(response_wait));
+    step_limits limits(raw, request, started);
     winhttp_certificate_check check(*pool_, request.host, request.tls);
     if (!check.attach(raw, last_error_)) {
         return {exchange_status::connect_failed, {}};
@@ -231,6 +296,11 @@ exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchang
                                    WINHTTP_ADDREQ_FLAG_ADD | WINHTTP_ADDREQ_FLAG_REPLACE);
     }
 
+    // Past its deadline (a slow probe took it all), nothing goes out.
+    if (!limits.arm()) {
+        last_error_ = deadline_passed_text(limits.elapsed(), 0) + " at " + where;
+        return {exchange_status::connect_failed, {}};
+    }
     void* body =
         request.body.empty() ? WINHTTP_NO_REQUEST_DATA : const_cast<char*>(request.body.data());
     const auto body_size = static_cast<DWORD>(request.body.size());
@@ -252,7 +322,11 @@ exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchang
                 check.handshake_failure() + " (" + windows_error_text(code) + ") at " + where;
             return {exchange_status::connect_failed, {}};
         }
-        if (code == ERROR_WINHTTP_TIMEOUT || code == WSAETIMEDOUT) {
+        const bool timed_out = code == ERROR_WINHTTP_TIMEOUT || code == WSAETIMEDOUT;
+        if (timed_out && limits.deadline_bound()) {
+            last_error_ =
+                deadline_passed_text(limits.elapsed(), result.body.size()) + " at " + where;
+        } else if (timed_out) {
             last_error_ = "the server did not answer in time: timed out (" +
                           windows_error_text(code) + ") at " + where;
         } else {
@@ -265,6 +339,9 @@ exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchang
     };
     if (!sent) {
         return failure(send_error);
+    }
+    if (!limits.arm()) {
+        return failure(ERROR_WINHTTP_TIMEOUT);
     }
     if (!::WinHttpReceiveResponse(raw, nullptr)) {
         return failure(::GetLastError());
@@ -282,11 +359,13 @@ exchange_outcome winhttp_engine::send(const http_exchange& request, http_exchang
     }
     result.status_code = static_cast<std::int32_t>(status);
     read_headers(raw, result);
-    switch (read_body(raw, result.body, request.body_limit)) {
+    switch (read_body(raw, limits, result.body, request.body_limit)) {
         case body_read::complete:
             break;
         case body_read::failed:
             return failure(::GetLastError());
+        case body_read::deadline_passed:
+            return failure(ERROR_WINHTTP_TIMEOUT);
         case body_read::too_large:
             return {exchange_status::body_too_large, {}};
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -21,8 +22,10 @@ public:
     const std::string& last_error() const override { return last_error_; }
 
 private:
-    // One request and its response, without the probe that exchange() may send first.
-    exchange_outcome send(const http_exchange& request, http_exchange_result& result);
+    // One request and its response, without the probe that exchange() may send first; the
+    // exchange began at `started`.
+    exchange_outcome send(const http_exchange& request, http_exchange_result& result,
+                          std::chrono::steady_clock::time_point started);
 
     std::shared_ptr<winhttp_connection_pool> pool_;
     std::string last_error_;

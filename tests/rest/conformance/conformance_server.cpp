@@ -12,9 +12,11 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <chrono>
 #include <csignal>
 #include <map>
 #include <stdexcept>
+#include <thread>
 
 #include "emulator/tls_identity.hpp"
 
@@ -271,8 +273,17 @@ void conformance_server::serve(listener& source, int socket, std::size_t connect
             received.erase(0, length);
             bool close_after = false;
             bool hold = false;
-            const std::string bytes = answer(request, connection_id, close_after, hold);
+            std::string trickle;
+            const std::string bytes = answer(request, connection_id, close_after, hold, trickle);
             peer.write(bytes);
+            // One byte every 100 ms: every read gets something, none gets the answer.
+            for (std::size_t sent = 0; sent < trickle.size() && !stopping_; ++sent) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+                if (!peer.write(trickle.substr(sent, 1))) {
+                    open = false;
+                    break;
+                }
+            }
             if (close_after && bytes.find("chunked") != std::string::npos) {
                 // /endless: chunks until the client hangs up, 4 GiB at most.
                 const std::string chunk = "10000\r\n" + std::string(0x10000, ' ') + "\r\n";
@@ -297,7 +308,7 @@ void conformance_server::serve(listener& source, int socket, std::size_t connect
 }
 
 std::string conformance_server::answer(const std::string& request, std::size_t connection_id,
-                                       bool& close_after, bool& hold) {
+                                       bool& close_after, bool& hold, std::string& trickle) {
     const std::string line = request.substr(0, request.find("\r\n"));
     const auto method_end = line.find(' ');
     const auto target_end = line.find(' ', method_end + 1);
@@ -350,6 +361,17 @@ std::string conformance_server::answer(const std::string& request, std::size_t c
         close_after = true;
         return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n"
                "Transfer-Encoding: chunked\r\n\r\n";
+    }
+    if (path.rfind("/trickle/", 0) == 0) {
+        trickle.assign(std::stoul(path.substr(9)), 'x');
+        return "HTTP/1.1 200 OK\r\n" + connection_header +
+               "\r\nContent-Type: text/plain\r\nContent-Length: " + std::to_string(trickle.size()) +
+               "\r\n\r\n";
+    }
+    if (path == "/trickle-headers") {
+        close_after = true;
+        trickle = "X-Trickle: " + std::string(580, 'x') + "\r\nContent-Length: 0\r\n\r\n";
+        return "HTTP/1.1 200 OK\r\n";
     }
     if (path == "/not-http") {
         close_after = true;

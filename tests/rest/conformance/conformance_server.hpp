@@ -27,6 +27,8 @@ namespace zentrova::monitoring_modules::rest::testing {
 //   /close-silently  the connection closes without an answer
 //   /hold            no answer until the client gives up
 //   /endless         a chunked body that goes on until the client hangs up
+//   /trickle/<n>     a body of n bytes, one every 100 ms after the header
+//   /trickle-headers the header, one byte every 100 ms for a minute
 //   /not-http        an SSH banner
 //   /seen?<marker>   how many requests whose target held <marker> reached any listener
 //
@@ -51,8 +53,9 @@ private:
 
     void accept_loop(listener& source);
     void serve(listener& source, int socket, std::size_t connection_id);
+    // The answer's bytes; `trickle` is sent after them, one byte at a time.
     std::string answer(const std::string& request, std::size_t connection_id, bool& close_after,
-                       bool& hold);
+                       bool& hold, std::string& trickle);
     void record(const std::string& target);
     std::size_t seen(const std::string& marker) const;
     void forget(int socket);

@@ -9,8 +9,10 @@
 #include <algorithm>
 #include <atomic>
 #include <cctype>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <random>
 #include <set>
@@ -320,6 +322,9 @@ TEST_P(engine_conformance, no_connection_is_a_connection_failure) {
                 HasSubstr("no port"));
 }
 
+// The time-out bounds the whole exchange, not each read: a server that sends a byte every
+// 100 ms for a minute is left after the time-out, as one that sends nothing is. Each case ends
+// long before its server would (a minute; the bound leaves room for a loaded machine).
 TEST_P(engine_conformance, failures_after_connecting_are_request_failures) {
     struct failure_case {
         std::string path;
@@ -329,40 +334,83 @@ TEST_P(engine_conformance, failures_after_connecting_are_request_failures) {
     const std::vector<failure_case> cases = {
         {"close-mid-body", ""},
         {"close-silently", ""},
-        {"hold", "timed out"},
+        {"hold", "Operation timed out after"},
+        {"trickle/600", "Operation timed out after"},
         {"not-http", ""},
         // Reading stops at the cap, long before the time-out.
         {"endless", "is larger than 32 MiB", 60},
     };
     for (const auto& entry : cases) {
         auto sender = client(settings_for(server.plain_url(), entry.timeout));
+        const auto started = std::chrono::steady_clock::now();
         EXPECT_THAT(failure_text<exceptions::request_failed>(
                         [&] { sender->send_request_path(entry.path, get()); }),
                     AllOf(StartsWith("Request failed: "), HasSubstr(entry.details)))
+            << entry.path;
+        EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20))
             << entry.path;
         // The client keeps working after the failure.
         EXPECT_EQ(sender->send_request_path("status/204", get()).status_code, 204) << entry.path;
     }
 }
 
+TEST_P(engine_conformance, a_header_sent_a_byte_at_a_time_ends_at_the_time_out) {
+    if (!GetParam().header_wait_gap.empty()) {
+        GTEST_SKIP() << GetParam().header_wait_gap;
+    }
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_THAT(failure_text<exceptions::request_failed>([&] {
+                    client(settings_for(server.plain_url(), 1))
+                        ->send_request_path("trickle-headers", get());
+                }),
+                HasSubstr("Operation timed out after"));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(20));
+}
+
+// A deadline that others share (a token request's) may move later while the exchange runs: the
+// exchange then lasts until the new one. The body takes 3 s to arrive; the first deadline, 2 s,
+// is moved once the request has reached the server.
+TEST_P(engine_conformance, a_deadline_moved_later_while_the_exchange_runs_holds) {
+    const std::string marker = unique_marker("moved");
+    request slow;
+    const auto first = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    auto deadline = std::make_shared<request_deadline>(first);
+    slow.deadline = deadline;
+    auto answer = std::async(std::launch::async, [&] {
+        return client(settings_for(server.plain_url()))
+            ->send_request_path("trickle/30?" + marker, slow);
+    });
+    while (seen(marker) == 0 && std::chrono::steady_clock::now() < first) {
+    }
+    if (std::chrono::steady_clock::now() >= first) {
+        answer.wait();
+        GTEST_SKIP() << "the request took 2 s to reach the server: too slow to move its deadline";
+    }
+    deadline->extend_to(std::chrono::steady_clock::now() + std::chrono::seconds(30));
+    const auto received = answer.get();
+    EXPECT_EQ(received.status_code, 200);
+    EXPECT_EQ(received.body, std::string(30, 'x'));
+}
+
 // A time-out of 0 would let a silent server hold a check for ever.
 TEST(rest_client, a_zero_timeout_waits_thirty_seconds) {
     class recording_engine final : public impl::http_engine_interface {
     public:
-        explicit recording_engine(std::vector<std::chrono::milliseconds>& seen) : seen_(seen) {}
+        explicit recording_engine(std::vector<std::chrono::seconds>& seen) : seen_(seen) {}
         impl::exchange_outcome exchange(const impl::http_exchange& request,
                                         impl::http_exchange_result& result) override {
-            seen_.push_back(request.response_timeout);
+            seen_.push_back(
+                std::chrono::round<std::chrono::seconds>(request.deadline->remaining()));
             result.status_code = 204;
             return {};
         }
         const std::string& last_error() const override { return error_; }
 
     private:
-        std::vector<std::chrono::milliseconds>& seen_;
+        std::vector<std::chrono::seconds>& seen_;
         std::string error_;
     };
-    std::vector<std::chrono::milliseconds> seen;
+    std::vector<std::chrono::seconds> seen;
     for (const std::uint32_t timeout : {0U, 7U}) {
         impl::rest_impl(settings_for("https://127.0.0.1:1", timeout),
                         std::make_unique<recording_engine>(seen))

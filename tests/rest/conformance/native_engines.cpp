@@ -40,7 +40,7 @@ private:
 }  // namespace
 
 std::vector<engine_under_test> engines_under_test() {
-    return {{"libcurl", impl::make_connection_pool}};
+    return {{"libcurl", impl::make_connection_pool, ""}};
 }
 
 const server_description& server_under_test() {
