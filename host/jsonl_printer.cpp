@@ -1,10 +1,10 @@
 #include "host/jsonl_printer.hpp"
 
-#include <array>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
+#include <iomanip>
 #include <jsoncons/json.hpp>
+#include <sstream>
 #include <string>
 
 namespace zentrova::monitoring_modules::host {
@@ -29,11 +29,12 @@ std::string iso_8601(std::chrono::system_clock::time_point time) {
     const long long day = day_of_year - (153 * month_index + 2) / 5 + 1;
     const long long month = month_index < 10 ? month_index + 3 : month_index - 9;
     const long long year = year_of_era + era * 400 + (month <= 2 ? 1 : 0);
-    std::array<char, 48> text{};
-    std::snprintf(text.data(), text.size(), "%04lld-%02lld-%02lldT%02lld:%02lld:%02lld.%03lldZ",
-                  year, month, day, of_day / 3600000, of_day / 60000 % 60, of_day / 1000 % 60,
-                  of_day % 1000);
-    return text.data();
+    std::ostringstream text;
+    text << std::setfill('0') << std::setw(4) << year << '-' << std::setw(2) << month << '-'
+         << std::setw(2) << day << 'T' << std::setw(2) << of_day / 3600000 << ':' << std::setw(2)
+         << of_day / 60000 % 60 << ':' << std::setw(2) << of_day / 1000 % 60 << '.' << std::setw(3)
+         << of_day % 1000 << 'Z';
+    return text.str();
 }
 
 }  // namespace

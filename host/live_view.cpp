@@ -8,6 +8,7 @@
 #include "host/channel_formatter.hpp"
 #include "host/host_platform.hpp"
 #include "host/module_documents.hpp"
+#include "host/watch_summary.hpp"
 
 namespace zentrova::monitoring_modules::host {
 namespace {
@@ -46,14 +47,6 @@ std::string fit(const std::string& text, std::size_t width) {
 std::string printed(const char* format, double value) {
     std::array<char, 64> text{};
     std::snprintf(text.data(), text.size(), format, value);
-    return text.data();
-}
-
-std::string clock_text(double seconds) {
-    const auto whole = static_cast<long long>(seconds);
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%02lld:%02lld:%02lld", whole / 3600, whole / 60 % 60,
-                  whole % 60);
     return text.data();
 }
 
@@ -101,9 +94,9 @@ std::vector<std::string> live_view::header(const watch_tally& tally, double elap
 
     std::vector<std::string> lines;
     lines.push_back(
-        "sensor-host watch  " + clock_text(elapsed) + "  " + std::to_string(all.sensors) +
-        " sensors  " + std::to_string(all.checks) + " checks  " + printed("%.1f", rate_) +
-        "/s  CPU " + printed("%.0f", cpu_percent_) + "%  " +
+        "sensor-host watch  " + watch_summary::clock_text(elapsed) + "  " +
+        std::to_string(all.sensors) + " sensors  " + std::to_string(all.checks) + " checks  " +
+        printed("%.1f", rate_) + "/s  CPU " + printed("%.0f", cpu_percent_) + "%  " +
         printed("%.1f", static_cast<double>(usage.resident_bytes) / 1048576.0) + " MiB");
     lines.push_back(std::to_string(all.checks - all.succeeded) + " failed  " +
                     std::to_string(all.throttled) + " throttled (429)" +

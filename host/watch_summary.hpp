@@ -26,6 +26,8 @@ public:
     // Prints the summary; returns the exit status: 0 when checks ran and every one succeeded,
     // 1 otherwise.
     static int print(std::ostream& out, const watch_tally& tally, const watch_ending& ending);
+    // Elapsed seconds as "01:02:05".
+    static std::string clock_text(double seconds);
 };
 
 }  // namespace zentrova::monitoring_modules::host
