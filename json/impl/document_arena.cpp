@@ -99,7 +99,7 @@ void* allocate_off_arena(std::size_t bytes) {
     return ::operator new(bytes);
 }
 
-void free_off_arena(void* memory, std::size_t bytes) noexcept {
+void free_off_arena(void* memory, [[maybe_unused]] std::size_t bytes) noexcept {
 #if !defined(_WIN32)
     if (bytes >= smallest_mapped) {
         ::munmap(memory, bytes);
