@@ -27,6 +27,9 @@ empty_result::empty_result(std::string details)
 parse_error::parse_error(std::string details)
     : exception(messages::parse_error, std::move(details)) {}
 
+too_many_values::too_many_values(std::string details)
+    : exception(messages::too_many_values, std::move(details)) {}
+
 query_error::query_error(std::string details)
     : exception(messages::query_error, std::move(details)) {}
 

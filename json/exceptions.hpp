@@ -13,6 +13,7 @@ namespace messages {
 constexpr const char* conversion_error = "The conversion of a string to a number failed.";
 constexpr const char* empty_result = "The queried field is empty.";
 constexpr const char* parse_error = "The received JSON data could not be parsed.";
+constexpr const char* too_many_values = "The received JSON data holds too many values";
 constexpr const char* query_error = "The provided JSONPath is incorrect.";
 constexpr const char* unexpected_type_error = "The received value has an unexpected data type.";
 constexpr const char* unexpected_array_error =
@@ -52,6 +53,12 @@ public:
 class parse_error : public exception {
 public:
     explicit parse_error(std::string details = {});
+};
+
+// The body holds more values than a document may (parser_factory.hpp); details give the limit.
+class too_many_values : public exception {
+public:
+    explicit too_many_values(std::string details = {});
 };
 
 // The path expression itself is malformed.

@@ -36,6 +36,11 @@ std::string dispatch(const std::exception_ptr& failure, log_interface& log,
     } catch (const rest::exceptions::request_failed& e) {
         log.write(error, e.what());
         return on_request(e);
+    } catch (const json::exceptions::too_many_values& e) {
+        // An answer too large to read fails its request, as one too long to receive does.
+        const rest::exceptions::request_failed failed(e.full_message());
+        log.write(error, failed.what());
+        return on_request(failed);
     } catch (const std::exception& e) {
         log.write(error, describe(e));
         return on_other(e);

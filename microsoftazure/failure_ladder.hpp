@@ -11,7 +11,8 @@ namespace zentrova::monitoring_modules::microsoftazure {
 // failure's text first, then picks the message by the failure's kind, most specific first.
 
 // Sensors: "#:error.authentication_failed", "#:error.connection_failed",
-// "#:error.request_failed[<failure text>]", or "#:error.generic" for anything else.
+// "#:error.request_failed[<failure text>]" (also for an answer with too many values to read), or
+// "#:error.generic" for anything else.
 std::string sensor_failure_message(const std::exception_ptr& failure,
                                    framework::logging::log_interface& log);
 

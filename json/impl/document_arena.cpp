@@ -6,6 +6,10 @@
 #include <mutex>
 #include <new>
 
+#if !defined(_WIN32)
+#include <sys/mman.h>
+#endif
+
 namespace zentrova::monitoring_modules::json::impl {
 
 namespace {
@@ -17,6 +21,9 @@ constexpr std::size_t smallest_block = std::size_t{128} * 1024U;
 // Larger blocks, of an unusually large answer, go back to the system with their document: kept,
 // they would hold that answer's memory for the rest of the process.
 constexpr std::size_t largest_spare_block = std::size_t{1024} * 1024U;
+// Buffers of the document builder's stack this large are mapped from the system: only answers
+// of a hundred thousand values and more need them.
+constexpr std::size_t smallest_mapped = std::size_t{8} * 1024U * 1024U;
 
 // The blocks of finished documents, kept for the next ones. Every answer takes and gives back
 // one block of a hundred kilobytes or more, and the C library gives memory of that size at the
@@ -74,23 +81,62 @@ spare_blocks& spares() {
 
 }  // namespace
 
+// glibc, once it has given back one large mapped block, serves blocks of up to 32 MiB from its
+// heap and keeps what is freed there: every buffer the builder's stack outgrew while reading a
+// huge answer would stay in the process and count twice in its peak. Smaller buffers come from
+// the heap, where the next answer finds them. The Windows heap maps large blocks itself.
+void* allocate_off_arena(std::size_t bytes) {
+#if !defined(_WIN32)
+    if (bytes >= smallest_mapped) {
+        void* const memory =
+            ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (memory == MAP_FAILED) {
+            throw std::bad_alloc();
+        }
+        return memory;
+    }
+#endif
+    return ::operator new(bytes);
+}
+
+void free_off_arena(void* memory, [[maybe_unused]] std::size_t bytes) noexcept {
+#if !defined(_WIN32)
+    if (bytes >= smallest_mapped) {
+        ::munmap(memory, bytes);
+        return;
+    }
+#endif
+    ::operator delete(memory);
+}
+
 struct document_arena::block {
     block* next;
     std::size_t size;  // of the whole block, this header included
 };
 
 document_arena::document_arena(std::size_t first_block)
-    : next_block_(std::max(first_block, smallest_block)) {}
+    : first_block_(std::max(first_block, smallest_block)), next_block_(first_block_) {}
 
 document_arena::~document_arena() {
+    release();
+}
+
+void document_arena::release() {
     while (blocks_ != nullptr) {
         block* const next = blocks_->next;
         spares().give(blocks_, blocks_->size);
         blocks_ = next;
     }
+    free_ = nullptr;
+    end_ = nullptr;
+    next_block_ = first_block_;
 }
 
 void* document_arena::allocate(std::size_t bytes, std::size_t alignment) {
+    // Every piece starts on a word boundary: the library asks for a long text's memory as bytes,
+    // puts a header that needs a word's alignment at its start, and asks again, for more, when
+    // the bytes it got are not aligned. Here the first piece would never be given back.
+    alignment = std::max(alignment, alignof(void*));
     void* at = free_;
     auto space = static_cast<std::size_t>(end_ - free_);
     if (free_ == nullptr || std::align(alignment, bytes, at, space) == nullptr) {

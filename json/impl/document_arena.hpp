@@ -22,6 +22,9 @@ public:
 
     void* allocate(std::size_t bytes, std::size_t alignment);
 
+    // Gives every block back at once; nothing allocated before may be used afterwards.
+    void release();
+
     // The arena this thread builds a document in, or nullptr.
     static document_arena* current();
 
@@ -42,11 +45,23 @@ public:
 private:
     struct block;
 
+    std::size_t first_block_;
     std::size_t next_block_;
     block* blocks_ = nullptr;
     char* free_ = nullptr;
     char* end_ = nullptr;
 };
+
+// Memory of kept_off_arena types, whose large buffers go back to the system when freed.
+void* allocate_off_arena(std::size_t bytes);
+void free_off_arena(void* memory, std::size_t bytes) noexcept;
+
+// Types whose memory never comes from an arena, specialised where they are known. The document
+// builder's working stack grows while a document is built and is thrown away with the builder:
+// in the arena, every buffer it outgrew would stay until the document goes, several times the
+// document's own size.
+template <typename T>
+struct kept_off_arena : std::false_type {};
 
 // Allocates from the arena this thread is building a document in, and gives nothing back one by
 // one there: the arena gives it all back at once. While no document is being built it is the
@@ -66,6 +81,10 @@ public:
     arena_allocator(const arena_allocator<U>& /*other*/) noexcept {}
 
     T* allocate(std::size_t count) {
+        if constexpr (kept_off_arena<T>::value) {
+            static_assert(alignof(T) <= alignof(std::max_align_t));
+            return static_cast<T*>(allocate_off_arena(count * sizeof(T)));
+        }
         document_arena* const arena = document_arena::current();
         if (arena == nullptr) {
             return std::allocator<T>().allocate(count);
@@ -73,7 +92,9 @@ public:
         return static_cast<T*>(arena->allocate(count * sizeof(T), alignof(T)));
     }
     void deallocate(T* memory, std::size_t count) noexcept {
-        if (document_arena::current() == nullptr) {
+        if constexpr (kept_off_arena<T>::value) {
+            free_off_arena(memory, count * sizeof(T));
+        } else if (document_arena::current() == nullptr) {
             std::allocator<T>().deallocate(memory, count);
         }
     }

@@ -16,4 +16,8 @@ using document_value = jsoncons::basic_json<char, jsoncons::sorted_policy, arena
 
 static_assert(std::is_same_v<document_value::policy_type, jsoncons::sorted_policy>);
 
+// The document builder's stack of values not yet placed in their object or array.
+template <>
+struct kept_off_arena<jsoncons::index_key_value<document_value>> : std::true_type {};
+
 }  // namespace zentrova::monitoring_modules::json::impl

@@ -13,7 +13,8 @@ namespace zentrova::monitoring_modules::json::impl {
 // instead of being printed and parsed again.
 class json_document {
 public:
-    // Throws exceptions::parse_error with the parser's own text, which names line and column.
+    // Throws exceptions::parse_error with the parser's own text, which names line and column,
+    // and exceptions::too_many_values for a text of more than largest_document_values values.
     explicit json_document(std::string_view text);
     ~json_document();
 

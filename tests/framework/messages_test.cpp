@@ -80,10 +80,20 @@ TEST(Messages, AreWrittenExactlyAsTheHostReadsThem) {
 // Messages copy plain texts themselves and leave the rest to the JSON library: whatever they
 // hold, they must read byte for byte as the library's compact encoder writes them.
 TEST(Messages, ReadAsTheLibrarysEncoderWritesThem) {
-    const std::vector<std::string> texts{"",         "plain text, 40 bytes long, nothing to do",
-                                         "q\"b\\s/", std::string("nul\0tab\tdel\x7f", 12),
-                                         "\x1f\x20", "caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80",
-                                         "\xff bad", "del \x7f alone"};
+    // Texts are passed eight bytes at a time, their last few bytes one by one: each byte the
+    // library escapes, or writes as it comes, at every offset of a text longer than two such
+    // steps, and at its end.
+    std::vector<std::string> texts{""};
+    const std::vector<std::string> specials{
+        "\"",   "\\",  "/",    std::string(1, '\0'), "\x01",         "\t",
+        "\x1f", " ",   "\x7f", "\xc3\xa9",           "\xe2\x82\xac", "\xf0\x9f\x98\x80",
+        "\x80", "\xff"};
+    for (const auto& special : specials) {
+        for (std::size_t offset = 0; offset <= 24; ++offset) {
+            texts.push_back(std::string(offset, 'a') + special);
+            texts.push_back(texts.back() + std::string(16, 'b'));
+        }
+    }
     for (const auto& text : texts) {
         std::string expected;
         jsoncons::compact_json_string_encoder library(expected);

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <jsoncons/json.hpp>
+
+#include "framework/settings/impl/plain_buffer_scanner.hpp"
 #include "framework/settings/kind_integer.hpp"
 #include "framework/settings/kind_string.hpp"
 #include "framework/settings/persistent_data_storage.hpp"
@@ -76,14 +79,39 @@ TEST(SensorDataWrapper, RefusesABrokenBufferSayingWhatIsWrong) {
     }
 }
 
-TEST(SensorDataWrapper, IgnoresMembersItDoesNotRead) {
-    const auto wrapper = wrap(R"({"probe":{"settings":{"timeout":60},"list":[1,[2,{"a":null}]]},
-        "kind":"k","version":3,"settings":{"timeout":"60"},"extra":["settings",{"kind":5}],
-        "channels":null})");
-    EXPECT_EQ(wrapper.get_kind(), "k");
-    EXPECT_EQ(wrapper.get_value("timeout"), "60");
-    EXPECT_EQ(wrapper.find_value("list"), nullptr);
-    EXPECT_TRUE(wrapper.get_channels().empty());
+// Whether the scanner took the buffer; when it did, it must have read the library's document.
+bool scanned_like_the_library(const std::string& buffer) {
+    jsoncons::json_decoder<jsoncons::json> builder;
+    if (!impl::plain_buffer_scanner(buffer, builder).scan()) {
+        return false;
+    }
+    jsoncons::json library;
+    EXPECT_NO_THROW(library = jsoncons::json::parse(buffer)) << "the scanner took a broken buffer";
+    EXPECT_EQ(builder.get_result(), library);
+    return true;
+}
+
+// The scanner passes texts eight bytes at a time, and the buffer's last few bytes one by one:
+// each byte that ends a plain run, at every offset of a text longer than two such steps and
+// among the buffer's last bytes, is read as the library reads it or left to the library.
+TEST(PlainBufferScanner, ReadsEverySpecialByteWhereverItLiesAsTheLibraryDoes) {
+    const std::vector<std::string> specials{"\\\\",     "\\\"", "\\n",  "\"", std::string(1, '\0'),
+                                            "\x01",     "\n",   "\x1f", " ",  "\x7f",
+                                            "\xc3\xa9", "\x80", "\xff"};
+    for (const auto& special : specials) {
+        // Of these, only a blank and DEL are plain text to the scanner.
+        const bool plain = special == " " || special == "\x7f";
+        for (std::size_t offset = 0; offset <= 24; ++offset) {
+            for (const std::size_t after : {0, 16}) {
+                const std::string text =
+                    std::string(offset, 'a') + special + std::string(after, 'b');
+                SCOPED_TRACE(::testing::Message() << "byte " << static_cast<int>(special[0])
+                                                  << " at " << offset << ", " << after << " after");
+                EXPECT_EQ(scanned_like_the_library(R"({"settings":{"k":")" + text + R"("}})"),
+                          plain);
+            }
+        }
+    }
 }
 
 TEST(KindInteger, AcceptsOnlyWholeDecimalNumbersWithinTheBounds) {

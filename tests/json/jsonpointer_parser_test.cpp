@@ -85,5 +85,33 @@ TEST(jsonpointer_parser, sub_parsers_start_at_their_object_and_outlive_their_par
     expect_type_error([&] { properties->get_object("/rows/0/1"); }, "string");
 }
 
+// A document's memory grows with its values more than with its bytes: a body holds at most
+// largest_document_values of them, each kind counted, by the plain reader and, for a text it
+// declines (an escape), by the library's parser.
+TEST(jsonpointer_parser, refuses_a_body_of_more_values_than_a_document_may_hold) {
+    // `values` values: the array, zeros, one of each other kind, and `last`.
+    const auto body = [](std::size_t values, const std::string& last) {
+        std::string text = "[";
+        text.reserve(2 * values + 64);
+        for (std::size_t zero = 9; zero < values; ++zero) {
+            text += "0,";
+        }
+        return text + R"(-1,0.5,"a",true,null,[],{},)" + last + "]";
+    };
+    const std::string refused =
+        "more than " + std::to_string(largest_document_values) +
+        " values (objects, arrays, texts, numbers, true, false and null), more than any Azure "
+        "answer the module reads; reading stopped there (check that the endpoint is an Azure "
+        "endpoint)";
+    for (const std::string last : {"1", R"("\n")"}) {
+        SCOPED_TRACE(last);
+        const auto parser = create_jsonpointer_parser(body(largest_document_values, last));
+        EXPECT_EQ(parser->get_string("/" + std::to_string(largest_document_values - 2)),
+                  last == "1" ? "1" : "\n");
+        expect_error<exceptions::too_many_values>(
+            [&] { create_jsonpointer_parser(body(largest_document_values + 1, last)); }, refused);
+    }
+}
+
 }  // namespace
 }  // namespace zentrova::monitoring_modules::json

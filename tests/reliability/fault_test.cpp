@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "emulator/tls_identity.hpp"
+#include "json/parser_factory.hpp"
 #include "tests/reliability/kinds_under_test.hpp"
 #include "tests/reliability/process_threads.hpp"
 #include "tests/support/azure_harness.hpp"
@@ -57,6 +58,15 @@ std::string replaced(std::string text, const std::string& route) {
     return at == std::string::npos ? text : text.replace(at, 7, route);
 }
 
+// A fault whose body, well under the byte cap, holds one value more than a document may.
+std::string too_many_values_fault() {
+    std::string body = "[0";
+    for (std::size_t value = 2; value <= json::largest_document_values; ++value) {
+        body += ",0";
+    }
+    return R"({"route": "{route}", "body": ")" + body + R"(]"})";
+}
+
 const std::vector<fault_case>& fault_cases() {
     static const std::vector<fault_case> cases = {
         {"ConnectionRefused", world::refusing_port, "", outcome::connection, "Couldn't connect"},
@@ -84,6 +94,9 @@ const std::vector<fault_case>& fault_cases() {
          outcome::other, "The received JSON data could not be parsed."},
         {"TenMegabyteBody", world::emulator, R"({"route": "{route}", "kind": "large_body"})",
          outcome::success, ""},
+        {"TooManyValues", world::emulator, too_many_values_fault(), outcome::request,
+         "The received JSON data holds too many values: more than " +
+             std::to_string(json::largest_document_values) + " values"},
         {"TokenEndpointFails", world::emulator, R"({"route": "token", "status": 500})",
          outcome::authentication, "Authentication failed: "},
         {"TokenEndpointGivesNoToken", world::emulator,
