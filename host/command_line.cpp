@@ -25,17 +25,18 @@ std::pair<std::size_t, std::size_t> row_range(const std::string& text) {
     return {first, dash == std::string::npos ? first : counted(text.substr(dash + 1))};
 }
 
-CLI::Validator row_numbers() {
+CLI::Validator row_numbers(bool ranges) {
     return {
-        [](std::string& text) {
+        [ranges](std::string& text) {
             const auto [first, last] = row_range(text);
-            return first >= 1 && last >= first
+            return first >= 1 && last >= first && (ranges || text.find('-') == std::string::npos)
                        ? std::string()
                        : "\"" + text +
-                             "\" is not a row: rows are numbered from 1 as discover shows them; "
-                             "pass numbers or ranges such as 1,3,5-9";
+                             "\" is not a row: rows are numbered from 1 as discover shows them; " +
+                             (ranges ? "pass numbers or ranges such as 1,3,5-9"
+                                     : "pass one such as 1");
         },
-        "ROWS"};
+        ranges ? "ROWS" : "N"};
 }
 
 CLI::Validator whole_number(std::size_t least, std::size_t most, const std::string& what) {
@@ -80,6 +81,9 @@ command_line command_line::parse(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--log-dir", options.log_dir,
                    "Write the module's and the sensors' logs into this directory");
+    const std::string state_folder = user_state_folder();
+    options.state_path =
+        (state_folder.empty() ? std::string() : state_folder + "/") + "sensor-host-state.json";
     app.add_option("--state", options.state_path,
                    "State file: channels, persistent data and discovery rows")
         ->capture_default_str();
@@ -107,8 +111,10 @@ command_line command_line::parse(int argc, char** argv) {
                      "JSON file with tenant_id, client_id, client_secret, subscription_id")
         ->required();
     check->add_option("--set", command.assignments, "A sensor setting, NAME=VALUE (repeatable)");
-    check->add_option("--from-row", from_row,
-                      "Take the sensor's resource from row N of the last discovery");
+    check
+        ->add_option("--from-row", from_row,
+                     "Take the sensor's resource from row N of the last discovery")
+        ->check(row_numbers(false));
 
     std::vector<std::string> kinds;
     std::vector<std::string> rows;
@@ -135,7 +141,7 @@ command_line command_line::parse(int argc, char** argv) {
                      "Discovery rows to watch, numbered as --from-row numbers them, "
                      "comma-separated, ranges as 2-5 (default: all)")
         ->delimiter(',')
-        ->check(row_numbers());
+        ->check(row_numbers(true));
     watch
         ->add_option("--copies", command.watch.copies,
                      "Sensors made from each picked row (and of each kind without discovery), "

@@ -16,6 +16,15 @@ std::string default_module_path(const char* argv0);
 // Sets a variable of this process's environment, where the module reads its configuration.
 void set_environment_variable(const std::string& name, const std::string& value);
 
+// A new folder only this process's user can read, in the system's temporary folder, named
+// `prefix` and a unique ending. Throws host_error when none can be made.
+std::string make_private_folder(const std::string& prefix);
+
+// Where the host keeps its state between runs when --state names no file:
+// $XDG_STATE_HOME/microsoftazure (or ~/.local/state/microsoftazure) on Linux,
+// %LOCALAPPDATA%\MicrosoftAzure on Windows; "" when the environment names no home.
+std::string user_state_folder();
+
 // A terminal's size in characters.
 struct terminal_size {
     std::size_t columns = 80;

@@ -124,12 +124,19 @@ void host_state::save(const std::string& path) const {
     root.insert_or_assign("discoveries", std::move(discoveries_json));
 
     const std::string temporary = path + ".tmp";
+    const auto folder = std::filesystem::path(path).parent_path();
+    std::error_code unmade;
+    if (!folder.empty()) {
+        std::filesystem::create_directories(folder, unmade);  // the user's state folder, at first
+    }
     {
         std::ofstream out(temporary, std::ios::trunc);
         out << jsoncons::pretty_print(root) << "\n";
         if (!out) {
             throw host_error("Cannot write the state file " + temporary +
-                             ": check the directory and free space");
+                             (unmade ? ": its folder cannot be made (" + unmade.message() + ")"
+                                     : std::string(": check the folder and free space")) +
+                             "; pass --state FILE to keep it elsewhere");
         }
     }
     std::error_code error;

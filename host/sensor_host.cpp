@@ -5,12 +5,14 @@
 #include <cstdlib>
 #include <jsoncons/json.hpp>
 
+#include "host/closest_name.hpp"
 #include "host/discovery_scan.hpp"
 #include "host/host_error.hpp"
 #include "host/host_platform.hpp"
 #include "host/host_state.hpp"
 #include "host/module_documents.hpp"
 #include "host/module_library.hpp"
+#include "host/module_log.hpp"
 #include "host/result_printer.hpp"
 #include "host/sensor_setup.hpp"
 #include "host/sensor_watch.hpp"
@@ -37,17 +39,20 @@ sensor_host::~sensor_host() {
 }
 
 void sensor_host::start() {
-    if (!options_.log_dir.empty()) {
-        set_environment_variable("MICROSOFTAZURE_LOG_DIR", options_.log_dir);
+    std::string folder = options_.log_dir;
+    const char* environment = std::getenv("MICROSOFTAZURE_LOG_DIR");
+    if (folder.empty() && environment != nullptr) {
+        folder = environment;
     }
+    log_ = std::make_unique<module_log>(folder);
+    set_environment_variable("MICROSOFTAZURE_LOG_DIR", log_->folder());
     module_ = std::make_unique<module_library>(options_.module_path);
+    log_->mark();
     const int code = module_->initialize();
     if (code != 0) {
         throw host_error("The module did not start (InitializeModule answered " +
-                         std::to_string(code) + "). Check MICROSOFTAZURE_* variables" +
-                         (options_.log_dir.empty()
-                              ? std::string(" and run with --log-dir to see why")
-                              : " and " + options_.log_dir + "/MicrosoftAzure.log"));
+                         std::to_string(code) + "); check the MICROSOFTAZURE_* variables." +
+                         log_->explanation());
     }
     module_->module_information(true);
     const auto messages = module_->take_messages();
@@ -72,8 +77,10 @@ int sensor_host::discover(const std::string& metascan_kind, const credentials_fi
     start();
     const auto kinds = documents_->metascan_kinds();
     if (std::find(kinds.begin(), kinds.end(), metascan_kind) == kinds.end()) {
-        throw host_error("\"" + metascan_kind + "\" is not a meta scan of this module; try " +
-                         (kinds.empty() ? std::string("sensor-host info") : kinds.front()));
+        throw host_error("\"" + metascan_kind + "\" is not a meta scan of this module; " +
+                         (kinds.empty()
+                              ? std::string("sensor-host info lists what it has")
+                              : "did you mean " + closest_name(metascan_kind, kinds) + "?"));
     }
     const auto outcome = discovery_scan(*module_, credentials, !options_.log_dir.empty())
                              .run(metascan_kind, options_.sensor_id, err_);
@@ -92,8 +99,14 @@ int sensor_host::discover(const std::string& metascan_kind, const credentials_fi
     }
 
     auto state = host_state::load(options_.state_path);
-    state.discoveries[metascan_kind] = outcome.rows;
-    state.save(options_.state_path);
+    if (outcome.response_code == 0) {
+        state.discoveries[metascan_kind] = outcome.rows;
+        state.save(options_.state_path);
+    } else if (!state.discoveries[metascan_kind].empty()) {
+        err_ << "The " << state.discoveries[metascan_kind].size()
+             << " rows of the last discovery that succeeded stay in " << options_.state_path
+             << " for --from-row\n";
+    }
 
     if (options_.format != "json") {
         if (outcome.response_code != 0) {
@@ -116,7 +129,8 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
             known += (known.empty() ? "" : ", ") + kind;
         }
         throw host_error("\"" + sensor_kind +
-                         "\" is not a sensor kind of this module; its kinds are: " + known);
+                         "\" is not a sensor kind of this module; did you mean " +
+                         closest_name(sensor_kind, kinds) + "? Its kinds are: " + known);
     }
     auto state = host_state::load(options_.state_path);
     auto& sensor = state.sensors[options_.sensor_id];
@@ -126,7 +140,7 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
         sensor = sensor_state{};
     }
     sensor.kind = sensor_kind;
-    const sensor_setup setup(*module_, *documents_, credentials, !options_.log_dir.empty());
+    const sensor_setup setup(*module_, *documents_, *log_, credentials, !options_.log_dir.empty());
     setup.gather_settings(sensor, from_row ? &stored_row(sensor_kind, state, *from_row) : nullptr,
                           assignments);
 
@@ -137,11 +151,7 @@ int sensor_host::check(const std::string& sensor_kind, const credentials_file& c
         if (options_.format == "json") {
             printer.messages(all);
         }
-        err_ << "CreateSensorInstance answered " << created << ": "
-             << module_library::answer_meaning(created)
-             << (options_.log_dir.empty() ? "; run with --log-dir DIR to see why"
-                                          : "; see " + options_.log_dir + "/MicrosoftAzure.log")
-             << "\n";
+        err_ << setup.why_not_created(created) << "\n";
         return 2;
     }
     const auto started = std::chrono::steady_clock::now();
@@ -197,9 +207,10 @@ const discovered_row& sensor_host::stored_row(const std::string& sensor_kind, ho
 int sensor_host::watch(const watch_options& watch, const credentials_file& credentials) {
     stop_signals stops;  // before any thread starts, so that every one leaves the two alone
     start();
-    sensor_watch session(*module_, *documents_, options_, watch, credentials, out_, err_);
+    sensor_watch session(*module_, *documents_, *log_, options_, watch, credentials, out_, err_);
     session.run(stops);
     module_.reset();  // CleanupModule, and the library unloaded, before the summary
+    log_.reset();
     return session.summarize();
 }
 

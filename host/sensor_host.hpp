@@ -13,6 +13,7 @@ namespace zentrova::monitoring_modules::host {
 
 class module_library;
 class module_documents;
+class module_log;
 class host_state;
 struct sensor_state;
 struct discovered_row;
@@ -22,7 +23,7 @@ struct host_options {
     std::string module_path;
     std::string format = "table";  // "table" for people, "json" for scripts, "jsonl" for watch
     std::string log_dir;           // sensor and module logs go here when set
-    std::string state_path = "sensor-host-state.json";
+    std::string state_path;        // command_line gives the default, in the user's state folder
     int sensor_id = 1;
     bool terminal = false;  // standard output is a terminal: watch shows its live view
 };
@@ -56,6 +57,7 @@ private:
     host_options options_;
     std::ostream& out_;
     std::ostream& err_;
+    std::unique_ptr<module_log> log_;  // outlives the module, which writes to it to the end
     std::unique_ptr<module_library> module_;
     std::unique_ptr<module_documents> documents_;
 };

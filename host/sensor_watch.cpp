@@ -4,6 +4,7 @@
 #include <jsoncons/json.hpp>
 #include <utility>
 
+#include "host/closest_name.hpp"
 #include "host/discovery_scan.hpp"
 #include "host/emulator_counters.hpp"
 #include "host/host_error.hpp"
@@ -35,14 +36,14 @@ double milliseconds_since(std::chrono::steady_clock::time_point started) {
 }  // namespace
 
 sensor_watch::sensor_watch(module_library& module, const module_documents& documents,
-                           const host_options& host, watch_options watch,
+                           module_log& log, const host_options& host, watch_options watch,
                            const credentials_file& credentials, std::ostream& out,
                            std::ostream& err)
     : module_(module),
       documents_(documents),
       host_(host),
       watch_(std::move(watch)),
-      setup_(module, documents, credentials, !host.log_dir.empty()),
+      setup_(module, documents, log, credentials, !host.log_dir.empty()),
       credentials_(credentials),
       out_(out),
       err_(err) {
@@ -81,9 +82,9 @@ std::vector<std::string> sensor_watch::picked_kinds() const {
     std::vector<std::string> kinds;
     for (const auto& kind : watch_.kinds.empty() ? known : watch_.kinds) {
         if (std::find(known.begin(), known.end(), kind) == known.end()) {
-            throw host_error("\"" + kind +
-                             "\" is not a sensor kind of this module; pass --kinds with some of: " +
-                             joined(known));
+            throw host_error("\"" + kind + "\" is not a sensor kind of this module; did you mean " +
+                             closest_name(kind, known) +
+                             "? Pass --kinds with some of: " + joined(known));
         }
         if (std::find(kinds.begin(), kinds.end(), kind) == kinds.end()) {
             kinds.push_back(kind);
@@ -93,8 +94,14 @@ std::vector<std::string> sensor_watch::picked_kinds() const {
         const std::string& name = assignment.first;
         if (std::none_of(kinds.begin(), kinds.end(),
                          [&](const auto& kind) { return setup_.has_setting(kind, name); })) {
+            std::vector<std::string> known;
+            for (const auto& kind : kinds) {
+                const auto names = setup_.setting_names(kind);
+                known.insert(known.end(), names.begin(), names.end());
+            }
             throw host_error("--set " + name + ": none of the kinds watched (" + joined(kinds) +
-                             ") has that setting; sensor-host info lists them");
+                             ") has that setting; did you mean " + closest_name(name, known) +
+                             "? sensor-host info lists them");
         }
     }
     return kinds;
@@ -193,12 +200,8 @@ bool sensor_watch::create_sensors(stop_signals& stops) {
         const int code = setup_.create(sensors_[created_].id, states_[created_], messages);
         if (code != 0) {
             const auto& sensor = sensors_[created_];
-            throw host_error("CreateSensorInstance answered " + std::to_string(code) + " for " +
-                             sensor.kind + " " + std::to_string(sensor.id) + " (" +
-                             sensor.resource + "): " + module_library::answer_meaning(code) +
-                             (host_.log_dir.empty()
-                                  ? "; run with --log-dir DIR to see why"
-                                  : "; see " + host_.log_dir + "/MicrosoftAzure.log"));
+            throw host_error("Sensor " + std::to_string(sensor.id) + ", a " + sensor.kind + " of " +
+                             sensor.resource + ", was not made. " + setup_.why_not_created(code));
         }
     }
     tally_ = std::make_unique<watch_tally>(std::vector<watched_sensor>(

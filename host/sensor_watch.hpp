@@ -21,6 +21,7 @@ class jsonl_printer;
 class live_view;
 class module_documents;
 class module_library;
+class module_log;
 class stop_signals;
 
 // `sensor-host watch`: takes its sensors from discovery (or copies of picked rows), creates
@@ -29,7 +30,7 @@ class stop_signals;
 // line each), and destroys the sensors again.
 class sensor_watch {
 public:
-    sensor_watch(module_library& module, const module_documents& documents,
+    sensor_watch(module_library& module, const module_documents& documents, module_log& log,
                  const host_options& host, watch_options watch, const credentials_file& credentials,
                  std::ostream& out, std::ostream& err);
     ~sensor_watch();

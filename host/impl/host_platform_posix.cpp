@@ -1,10 +1,13 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
+#include "host/host_error.hpp"
 #include "host/host_platform.hpp"
 
 namespace zentrova::monitoring_modules::host {
@@ -22,6 +25,27 @@ std::string default_module_path(const char* argv0) {
 
 void set_environment_variable(const std::string& name, const std::string& value) {
     ::setenv(name.c_str(), value.c_str(), 1);
+}
+
+std::string make_private_folder(const std::string& prefix) {
+    std::error_code unknown;
+    const auto temporary = std::filesystem::temp_directory_path(unknown);
+    std::string name = (unknown ? std::filesystem::path("/tmp") : temporary) / (prefix + "XXXXXX");
+    if (::mkdtemp(name.data()) == nullptr) {  // mode 0700
+        throw host_error("Cannot make a temporary folder " + name + ": " + std::strerror(errno) +
+                         "; check TMPDIR, or pass --log-dir DIR");
+    }
+    return name;
+}
+
+std::string user_state_folder() {
+    const char* state = std::getenv("XDG_STATE_HOME");
+    if (state != nullptr && state[0] == '/') {
+        return std::string(state) + "/microsoftazure";
+    }
+    const char* home = std::getenv("HOME");
+    return home != nullptr && home[0] == '/' ? std::string(home) + "/.local/state/microsoftazure"
+                                             : std::string();
 }
 
 std::optional<terminal_size> output_terminal_size() {

@@ -22,81 +22,14 @@
 #include <string>
 #include <vector>
 
-#include "emulator/azure_emulator.hpp"
+#include "tests/host/sensor_host_test.hpp"
 #include "tests/support/scratch_directory.hpp"
 #include "tests/support/text_file.hpp"
-
-extern char** environ;  // NOLINT(readability-redundant-declaration)
 
 namespace zentrova::monitoring_modules::testing {
 namespace {
 
 using ::testing::HasSubstr;
-
-const std::string scenarios = MICROSOFTAZURE_SCENARIOS;
-
-// sensor-host run with the arguments, its standard output in a pipe and its standard error in a
-// file, in the test's environment.
-class host_process {
-public:
-    host_process(const std::vector<std::string>& arguments, const std::string& error_file) {
-        std::vector<std::string> all{SENSOR_HOST_COMMAND};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        std::vector<char*> argv;
-        for (auto& argument : all) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        int out[2];
-        EXPECT_EQ(::pipe(out), 0);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
-        posix_spawn_file_actions_addclose(&actions, out[0]);
-        posix_spawn_file_actions_addclose(&actions, out[1]);
-        posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, error_file.c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        EXPECT_EQ(::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&actions);
-        ::close(out[1]);
-        out_ = ::fdopen(out[0], "r");
-    }
-    ~host_process() {
-        if (pid_ > 0) {
-            ::kill(pid_, SIGKILL);
-            finish();
-        }
-    }
-    host_process(const host_process&) = delete;
-    host_process& operator=(const host_process&) = delete;
-
-    // The next line of standard output; empty at its end.
-    std::optional<std::string> line() {
-        std::string text;
-        for (int c = std::fgetc(out_); c != EOF; c = std::fgetc(out_)) {
-            if (c == '\n') {
-                return text;
-            }
-            text += static_cast<char>(c);
-        }
-        return std::nullopt;
-    }
-    void signal(int number) const { ::kill(pid_, number); }
-    // The rest of standard output is read, then the exit status (128 + signal when killed).
-    int finish() {
-        while (line()) {
-        }
-        std::fclose(out_);
-        int status = 0;
-        ::waitpid(pid_, &status, 0);
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-private:
-    pid_t pid_ = -1;
-    std::FILE* out_ = nullptr;
-};
 
 // Seconds since the epoch of a line's "2025-04-18T09:30:05.123Z".
 double line_time(const std::string& iso) {
@@ -125,18 +58,8 @@ std::vector<long long> summary_row(const std::string& summary, const std::string
     return std::vector<long long>(5, -1);
 }
 
-class WatchCommand : public ::testing::Test {
+class WatchCommand : public sensor_host_test {
 protected:
-    void start(const std::string& scenario, const std::string& credentials) {
-        emulator::emulator_options options;
-        options.scenario_file = scenarios + "/" + scenario;
-        emulator_ = std::make_unique<emulator::azure_emulator>(options);
-        ::setenv("MICROSOFTAZURE_ARM_ENDPOINT", emulator_->base_url().c_str(), 1);
-        ::setenv("MICROSOFTAZURE_LOGIN_ENDPOINT", emulator_->login_url().c_str(), 1);
-        ::setenv("MICROSOFTAZURE_CA_BUNDLE", emulator_->ca_file().c_str(), 1);
-        ::unsetenv("MICROSOFTAZURE_LOG_DIR");
-        credentials_ = scenarios + "/" + credentials;
-    }
     std::vector<std::string> watch(const std::vector<std::string>& options) const {
         std::vector<std::string> arguments{"--state",   (scratch_.path() / "state.json").string(),
                                            "--format",  "jsonl",
@@ -145,12 +68,6 @@ protected:
         arguments.insert(arguments.end(), options.begin(), options.end());
         return arguments;
     }
-    std::string errors() const { return scratch_.read("errors.txt"); }
-    std::string error_file() const { return (scratch_.path() / "errors.txt").string(); }
-
-    scratch_directory scratch_{"watch-command"};
-    std::unique_ptr<emulator::azure_emulator> emulator_;
-    std::string credentials_;
 };
 
 TEST_F(WatchCommand, EachCheckIsAJsonLineAndTheSummaryCountsWhatTheEmulatorServed) {
@@ -301,7 +218,8 @@ TEST_F(WatchCommand, BadInputSaysWhatIsWrongAndWhatToPass) {
     start("default.json", "default-credentials.json");
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases{
         {{"--kinds", "virtual_machine,sql_database_sensor"},
-         "\"virtual_machine\" is not a sensor kind of this module; pass --kinds with some of: "},
+         "\"virtual_machine\" is not a sensor kind of this module; did you mean "
+         "virtual_machine_sensor? Pass --kinds with some of: "},
         {{"--rows", "7"},
          "There is no row 7 of virtual_machine_metascan: it found 4 rows; pass "
          "--rows from 1 to 4"},
@@ -312,7 +230,8 @@ TEST_F(WatchCommand, BadInputSaysWhatIsWrongAndWhatToPass) {
         {{"--threads", "0"}, "--threads: \"0\" is not a number of threads: pass 1 to 256"},
         {{"--set", "show_budget=enabled"},
          "--set show_budget: none of the kinds watched (virtual_machine_sensor, "
-         "subscription_cost_sensor, sql_database_sensor) has that setting"},
+         "subscription_cost_sensor, sql_database_sensor) has that setting; did you mean "
+         "show_budgets?"},
     };
     for (const auto& [options, expected] : cases) {
         std::vector<std::string> arguments{"--duration", "1"};
