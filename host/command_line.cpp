@@ -124,7 +124,8 @@ command_line command_line::parse(int argc, char** argv) {
         "Create every discovered sensor (or copies of some) and check each at its interval on "
         "the host's threads, as a probe does, with a live view and a summary at the end");
     watch->footer(
-        "Runs until --duration ends or Ctrl-C (SIGINT) or SIGTERM, then destroys every sensor "
+        "Runs until --duration ends, Ctrl-C (SIGINT), SIGTERM or the JSON lines' reader goes "
+        "away, then destroys every sensor "
         "and prints the summary. In a terminal it shows a live view; otherwise, or with "
         "--format jsonl, one JSON line per check on standard output and the summary on "
         "standard error.\nExit status: 0 when every check succeeded, 1 when a check failed or "

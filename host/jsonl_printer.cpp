@@ -65,6 +65,9 @@ void jsonl_printer::print(const watched_sensor& sensor, const check_record& reco
     line.dump(text);
     const std::lock_guard<std::mutex> lock(mutex_);
     out_ << text << '\n' << std::flush;
+    if (!out_) {
+        closed_ = true;  // the reader has gone
+    }
 }
 
 }  // namespace zentrova::monitoring_modules::host

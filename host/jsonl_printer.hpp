@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <mutex>
 #include <ostream>
 
@@ -16,10 +17,13 @@ public:
     explicit jsonl_printer(std::ostream& out);
 
     void print(const watched_sensor& sensor, const check_record& record);
+    // A line could not be written: whoever read them has gone (`| head`), or the disk is full.
+    bool closed() const { return closed_; }
 
 private:
     std::ostream& out_;
     std::mutex mutex_;
+    std::atomic<bool> closed_{false};
 };
 
 }  // namespace zentrova::monitoring_modules::host

@@ -241,6 +241,10 @@ void sensor_watch::watch_sensors(stop_signals& stops) {
             ending_ = std::string("stopped by ") + stops.name();
             break;
         }
+        if (jsonl_ && jsonl_->closed()) {
+            ending_ = "standard output was closed";
+            break;
+        }
         if (live_) {
             live_->draw(*tally_, watch_schedule::clock::now() - started_, "Ctrl-C stops");
         }

@@ -7,8 +7,9 @@ namespace zentrova::monitoring_modules::host {
 
 // A request to stop from outside, taken by the thread that asks for it: SIGINT and SIGTERM on
 // Linux (blocked in the constructing thread and so in every thread it starts afterwards:
-// construct it before any; the previous mask comes back on destruction), Ctrl-C, Ctrl-Break and
-// the console's closing on Windows. The platform's part lives in impl/.
+// construct it before any; the previous mask comes back on destruction; SIGPIPE is ignored
+// meanwhile, so that a closed output is a failed write), Ctrl-C, Ctrl-Break and the console's
+// closing on Windows. The platform's part lives in impl/.
 class stop_signals {
 public:
     stop_signals();

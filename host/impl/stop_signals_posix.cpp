@@ -12,6 +12,7 @@ struct stop_signals::state {
     sigset_t stops{};
     sigset_t previous{};
     int received = 0;
+    void (*previous_pipe)(int) = SIG_DFL;
 };
 
 stop_signals::stop_signals() : state_(std::make_unique<state>()) {
@@ -19,9 +20,13 @@ stop_signals::stop_signals() : state_(std::make_unique<state>()) {
     sigaddset(&state_->stops, SIGINT);
     sigaddset(&state_->stops, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &state_->stops, &state_->previous);
+    // A reader that goes away (`| head`) shows as a failed write, which ends the watch cleanly,
+    // instead of a SIGPIPE that would end the process with its sensors still made.
+    state_->previous_pipe = std::signal(SIGPIPE, SIG_IGN);
 }
 
 stop_signals::~stop_signals() {
+    std::signal(SIGPIPE, state_->previous_pipe);
     pthread_sigmask(SIG_SETMASK, &state_->previous, nullptr);
 }
 

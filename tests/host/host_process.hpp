@@ -52,6 +52,9 @@ public:
 
     // The next line of standard output; empty at its end.
     std::optional<std::string> line() {
+        if (out_ == nullptr) {
+            return std::nullopt;
+        }
         std::string text;
         for (int c = std::fgetc(out_); c != EOF; c = std::fgetc(out_)) {
             if (c == '\n') {
@@ -62,11 +65,19 @@ public:
         return std::nullopt;
     }
     void signal(int number) const { ::kill(pid_, number); }
+    // Stops reading, as `| head` does: the command's next write finds its output closed.
+    void close_output() {
+        std::fclose(out_);
+        out_ = nullptr;
+    }
     // The rest of standard output is read, then the exit status (128 + signal when killed).
     int finish() {
         while (line()) {
         }
-        std::fclose(out_);
+        if (out_ != nullptr) {
+            std::fclose(out_);
+            out_ = nullptr;
+        }
         int status = 0;
         ::waitpid(pid_, &status, 0);
         pid_ = -1;
