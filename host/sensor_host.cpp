@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <jsoncons/json.hpp>
 
 #include "host/closest_name.hpp"
@@ -10,6 +11,7 @@
 #include "host/host_error.hpp"
 #include "host/host_platform.hpp"
 #include "host/host_state.hpp"
+#include "host/interrupt_exit.hpp"
 #include "host/module_documents.hpp"
 #include "host/module_library.hpp"
 #include "host/module_log.hpp"
@@ -38,13 +40,19 @@ sensor_host::~sensor_host() {
     }
 }
 
-void sensor_host::start() {
+void sensor_host::start(bool exit_on_interrupt) {
     std::string folder = options_.log_dir;
     const char* environment = std::getenv("MICROSOFTAZURE_LOG_DIR");
     if (folder.empty() && environment != nullptr) {
         folder = environment;
     }
     log_ = std::make_unique<module_log>(folder);
+    if (exit_on_interrupt && !log_->kept()) {
+        interrupts_ = std::make_unique<interrupt_exit>([folder = log_->folder()] {
+            std::error_code ignored;
+            std::filesystem::remove_all(folder, ignored);
+        });
+    }
     set_environment_variable("MICROSOFTAZURE_LOG_DIR", log_->folder());
     module_ = std::make_unique<module_library>(options_.module_path);
     log_->mark();
@@ -64,7 +72,7 @@ void sensor_host::start() {
 }
 
 int sensor_host::info() {
-    start();
+    start(true);
     if (options_.format == "json") {
         out_ << documents_->definition_json() << "\n";
         return 0;
@@ -74,7 +82,7 @@ int sensor_host::info() {
 }
 
 int sensor_host::discover(const std::string& metascan_kind, const credentials_file& credentials) {
-    start();
+    start(true);
     const auto kinds = documents_->metascan_kinds();
     if (std::find(kinds.begin(), kinds.end(), metascan_kind) == kinds.end()) {
         throw host_error("\"" + metascan_kind + "\" is not a meta scan of this module; " +
@@ -121,7 +129,7 @@ int sensor_host::discover(const std::string& metascan_kind, const credentials_fi
 int sensor_host::check(const std::string& sensor_kind, const credentials_file& credentials,
                        const std::map<std::string, std::string>& assignments,
                        std::optional<size_t> from_row) {
-    start();
+    start(true);
     const auto kinds = documents_->sensor_kinds();
     if (std::find(kinds.begin(), kinds.end(), sensor_kind) == kinds.end()) {
         std::string known;
@@ -206,7 +214,7 @@ const discovered_row& sensor_host::stored_row(const std::string& sensor_kind, ho
 
 int sensor_host::watch(const watch_options& watch, const credentials_file& credentials) {
     stop_signals stops;  // before any thread starts, so that every one leaves the two alone
-    start();
+    start(false);        // the watch ends itself at a stop
     sensor_watch session(*module_, *documents_, *log_, options_, watch, credentials, out_, err_);
     session.run(stops);
     module_.reset();  // CleanupModule, and the library unloaded, before the summary

@@ -14,6 +14,7 @@ namespace zentrova::monitoring_modules::host {
 class module_library;
 class module_documents;
 class module_log;
+class interrupt_exit;
 class host_state;
 struct sensor_state;
 struct discovered_row;
@@ -48,7 +49,9 @@ public:
     int watch(const watch_options& watch, const credentials_file& credentials);
 
 private:
-    void start();
+    // Loads and initialises the module, its runtime log in the user's folder or a temporary one;
+    // `exit_on_interrupt`: Ctrl-C ends the process at once, the temporary folder removed.
+    void start(bool exit_on_interrupt);
     // The --from-row'th row of the sensor kind's last discovery; throws host_error when there
     // is none.
     const discovered_row& stored_row(const std::string& sensor_kind, host_state& state,
@@ -58,6 +61,7 @@ private:
     std::ostream& out_;
     std::ostream& err_;
     std::unique_ptr<module_log> log_;  // outlives the module, which writes to it to the end
+    std::unique_ptr<interrupt_exit> interrupts_;
     std::unique_ptr<module_library> module_;
     std::unique_ptr<module_documents> documents_;
 };

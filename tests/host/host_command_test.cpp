@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>  // NOLINT(modernize-deprecated-headers): setenv is POSIX's
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -95,6 +97,17 @@ TEST_F(HostCommand, AFailedExportShowsTheReasonTheModuleLogged) {
     EXPECT_THAT(errors(), HasSubstr("The module did not start (InitializeModule answered 1); "
                                     "check the MICROSOFTAZURE_* variables. The module's log "
                                     "says: InitializeModule failed: MICROSOFTAZURE_CA_BUNDLE"));
+    EXPECT_FALSE(temporary_folders_left());
+}
+
+TEST_F(HostCommand, CtrlCDuringACallLeavesNoTemporaryFolder) {
+    emulator_->set_faults_json(R"({"route": "billing_periods", "delay_ms": 3000})");
+    host_process host(
+        {"--state", state(), "check", "subscription_cost_sensor", "--credentials", credentials_},
+        error_file());
+    ASSERT_TRUE(emulator_->wait_for_requests(2, std::chrono::seconds(30)));  // held back
+    host.signal(SIGINT);
+    EXPECT_EQ(host.finish(), 130);
     EXPECT_FALSE(temporary_folders_left());
 }
 
